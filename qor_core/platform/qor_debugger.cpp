@@ -1,0 +1,65 @@
+#include "qor_core/platform/qor_debugger.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace NPlatform
+{
+void OutputDebugString( const char* pText )
+{
+    if ( !pText )
+    {
+        return;
+    }
+    size_t nLeft = std::strlen( pText );
+    while ( nLeft > 0 )
+    {
+        const ssize_t nWritten = ::write( STDERR_FILENO, pText, nLeft );
+        if ( nWritten <= 0 )
+        {
+            return;
+        }
+        pText += nWritten;
+        nLeft -= static_cast<size_t>( nWritten );
+    }
+}
+
+bool IsDebuggerPresent()
+{
+    FILE* pStatus = std::fopen( "/proc/self/status", "r" );
+    if ( !pStatus )
+    {
+        return false;
+    }
+    char Line[ 256 ];
+    bool bTraced = false;
+    while ( std::fgets( Line, sizeof( Line ), pStatus ) )
+    {
+        int nTracerPid = 0;
+        if ( std::sscanf( Line, "TracerPid: %d", &nTracerPid ) == 1 )
+        {
+            bTraced = nTracerPid != 0;
+            break;
+        }
+    }
+    std::fclose( pStatus );
+    return bTraced;
+}
+
+void DebugBreak()
+{
+    if ( IsDebuggerPresent() )
+    {
+        std::raise( SIGTRAP );
+    }
+}
+
+void CrashDeliberately()
+{
+    volatile int* pNull = nullptr;
+    *pNull = 47283;
+    __builtin_trap();
+}
+} // namespace NPlatform

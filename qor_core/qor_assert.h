@@ -1,0 +1,68 @@
+#pragma once
+
+// Assertions stay compiled in, in every build: they are the library's only reaction to a programming error.
+// A failed site reports once through ReportAssert and execution goes on behind the macro with whatever
+// values the caller mends. A passing site costs a load of g_bAssertsEnabled, a load of its once flag and
+// the condition; everything else is out of line.
+
+#include "qor_core/qor_types.h"
+
+// Every assertion site reads it first. Nothing in the library changes it.
+extern bool g_bAssertsEnabled;
+// Non-fatal reports go to the log only.
+extern bool g_bLogOnly;
+// Fatal reports go to the log only, then the process crashes on purpose.
+extern bool g_bFatalLogOnly;
+
+// Replaces all built-in reporting. It may ask for a debug break through pBreak; the once flag is its to set.
+using FQorAssertHandler = void ( * )( const char* pText, const char* pFile, uint32 nLine, bool bFatal, bool* pBreak,
+                                      bool* pOnce );
+using FQorAssertCallback = void ( * )();
+using FQorDumpHandler = void ( * )();
+
+// Installs a handler (null restores built-in reporting) and returns the one it replaces.
+FQorAssertHandler SetAssertHandler( FQorAssertHandler pHandler );
+FQorDumpHandler SetDumpHandler( FQorDumpHandler pHandler );
+// Adds a function to run before each report, unless it is present already. Meant for start-up: not locked.
+void AddAssertCallback( FQorAssertCallback pCallback );
+
+// Runs the callbacks, then the handler or the built-in path. Returns true when a debug break is wanted.
+bool ReportAssert( const char* pText, const char* pFile, uint32 nLine, bool bFatal, bool* pOnce );
+// One error line "Assertion failed: %s:%u (%s)"; sets *pOnce, clears *pBreak, returns true.
+bool LogAssert( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
+// As LogAssert, with the call stack.
+bool LogAssertFatal( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
+// Asks the user what to do with a report. The result is the new value of the site's once flag.
+bool ShowAssertDialog( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool bOnce );
+void CallDumpHandler();
+
+namespace NQorAssert
+{
+// After a report that asked for it: a debug break under a debugger, then the dump handler.
+void BreakAfterReport();
+// The message form: formats into a buffer of 1024 characters and reports the result as the text.
+bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* pOnce, const char* pFormat, ... )
+    __attribute__( ( format( printf, 5, 6 ) ) );
+} // namespace NQorAssert
+
+#define QOR_ASSERT_REPORT_( Condition, ReportCall )                                                                   \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        static bool s_bQorAssertOnce = false;                                                                          \
+        if ( g_bAssertsEnabled && !s_bQorAssertOnce && !( Condition ) ) [[unlikely]]                                  \
+        {                                                                                                              \
+            if ( ReportCall )                                                                                          \
+            {                                                                                                          \
+                NQorAssert::BreakAfterReport();                                                                        \
+            }                                                                                                          \
+        }                                                                                                              \
+    } while ( false )
+
+// Reports the condition's own text.
+#define QOR_ASSERT( Condition )                                                                                        \
+    QOR_ASSERT_REPORT_( Condition, ReportAssert( #Condition, __FILE__, __LINE__, false, &s_bQorAssertOnce ) )
+
+// Reports a printf-style message instead of the condition's text.
+#define QOR_ASSERT_MSG( Condition, ... )                                                                               \
+    QOR_ASSERT_REPORT_( Condition, NQorAssert::ReportAssertFormatted( __FILE__, __LINE__, false, &s_bQorAssertOnce,   \
+                                                                      __VA_ARGS__ ) )

@@ -1,0 +1,171 @@
+#include "qor_core/qor_assert.h"
+
+#include "tests/assert_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+int g_nCallbackRuns = 0;
+void CountCallback()
+{
+    ++g_nCallbackRuns;
+}
+
+int g_nDumps = 0;
+void CountDump()
+{
+    ++g_nDumps;
+}
+
+void AskForBreak( const char*, const char*, uint32, bool, bool* pBreak, bool* )
+{
+    *pBreak = true;
+}
+
+void SilenceSite( const char*, const char*, uint32, bool, bool*, bool* pOnce )
+{
+    *pOnce = true;
+}
+
+// One site, so that a test sees its once flag over several failures.
+void AssertPositive( int nValue )
+{
+    QOR_ASSERT( nValue > 0 );
+}
+
+// Restores the process-wide switches a test changes.
+struct SSwitchesGuard
+{
+    bool bEnabled = g_bAssertsEnabled;
+    bool bLogOnly = g_bLogOnly;
+    ~SSwitchesGuard()
+    {
+        g_bAssertsEnabled = bEnabled;
+        g_bLogOnly = bLogOnly;
+    }
+};
+} // namespace
+
+TEST( QorAssert, ReportsConditionTextFileAndLine )
+{
+    CAssertRecorder Asserts;
+    const int nValue = 3;
+    const uint32 nLine = __LINE__ + 1;
+    QOR_ASSERT( nValue == 4 && "value must be four" );
+    ASSERT_EQ( Asserts.Reports().size(), 1u );
+    EXPECT_EQ( Asserts.Reports()[ 0 ].Text, "nValue == 4 && \"value must be four\"" );
+    EXPECT_EQ( Asserts.Reports()[ 0 ].File, __FILE__ );
+    EXPECT_EQ( Asserts.Reports()[ 0 ].nLine, nLine );
+
+    QOR_ASSERT( nValue == 3 );
+    EXPECT_EQ( Asserts.Reports().size(), 1u );
+}
+
+TEST( QorAssert, MessageFormReportsTheFormattedMessage )
+{
+    CAssertRecorder Asserts;
+    const int nCount = 7;
+    QOR_ASSERT_MSG( nCount < 5, "Warning: %d entries in chain '%s'", nCount, "main" );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Warning: 7 entries in chain 'main'" } );
+}
+
+TEST( QorAssert, DisabledAssertionsNeitherEvaluateNorReport )
+{
+    SSwitchesGuard Guard;
+    CAssertRecorder Asserts;
+    g_bAssertsEnabled = false;
+    int nEvaluations = 0;
+    QOR_ASSERT( ++nEvaluations < 0 );
+    EXPECT_EQ( nEvaluations, 0 );
+    EXPECT_TRUE( Asserts.Reports().empty() );
+}
+
+TEST( QorAssert, HandlerOwnsTheOnceFlag )
+{
+    {
+        CAssertRecorder Asserts;
+        AssertPositive( 0 );
+        AssertPositive( -1 );
+        EXPECT_EQ( Asserts.Reports().size(), 2u ) << "the recorder leaves the once flag alone";
+    }
+    const FQorAssertHandler pPrevious = SetAssertHandler( &SilenceSite );
+    AssertPositive( 0 );
+    SetAssertHandler( pPrevious );
+    CAssertRecorder Asserts;
+    AssertPositive( 0 );
+    EXPECT_TRUE( Asserts.Reports().empty() ) << "a handler that set the once flag silences the site";
+}
+
+TEST( QorAssert, CallbacksRunBeforeEachReportAndAreAddedOnce )
+{
+    CAssertRecorder Asserts;
+    AddAssertCallback( &CountCallback );
+    AddAssertCallback( &CountCallback );
+    g_nCallbackRuns = 0;
+    for ( int I = 0; I < 3; ++I )
+    {
+        QOR_ASSERT( I < 0 );
+    }
+    EXPECT_EQ( g_nCallbackRuns, 3 );
+}
+
+TEST( QorAssert, BreakRequestCallsTheDumpHandler )
+{
+    const FQorDumpHandler pPreviousDump = SetDumpHandler( &CountDump );
+    const FQorAssertHandler pPrevious = SetAssertHandler( &AskForBreak );
+    g_nDumps = 0;
+    for ( int I = 0; I < 2; ++I )
+    {
+        QOR_ASSERT( I < 0 );
+    }
+    SetAssertHandler( pPrevious );
+    SetDumpHandler( pPreviousDump );
+    EXPECT_EQ( g_nDumps, 2 );
+}
+
+// Each mode needs its own site: the first report silences the site for the rest of the run.
+#define QOR_TEST_LOGS_ONCE( bLogOnlyMode )                                                                             \
+    {                                                                                                                  \
+        SSwitchesGuard Guard;                                                                                          \
+        g_bLogOnly = bLogOnlyMode;                                                                                     \
+        testing::internal::CaptureStderr();                                                                            \
+        for ( int I = 0; I < 3; ++I )                                                                                  \
+        {                                                                                                              \
+            QOR_ASSERT( I > 5 );                                                                                       \
+        }                                                                                                              \
+        const std::string Expected =                                                                                   \
+            std::string( "Assertion failed: " ) + __FILE__ + ":" + std::to_string( __LINE__ ) + " (I > 5)\n";          \
+        EXPECT_EQ( testing::internal::GetCapturedStderr(), Expected );                                                 \
+    }
+
+TEST( QorAssert, WithoutHandlerASiteLogsOnceAndFallsSilent )
+{
+    QOR_TEST_LOGS_ONCE( false );
+    QOR_TEST_LOGS_ONCE( true );
+}
+
+TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
+{
+    bool bBreak = true;
+    bool bOnce = false;
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE( LogAssert( nullptr, nullptr, 42, &bBreak, &bOnce ) );
+    EXPECT_EQ( testing::internal::GetCapturedStderr(), "Assertion failed: <file>:42 (<assert>)\n" );
+    EXPECT_TRUE( bOnce );
+    EXPECT_FALSE( bBreak );
+}
+
+TEST( QorAssertDeathTest, FatalLogOnlyReportCrashesOnPurpose )
+{
+    GTEST_FLAG_SET( death_test_style, "threadsafe" );
+    EXPECT_DEATH(
+        {
+            g_bFatalLogOnly = true;
+            static bool s_bOnce = false;
+            ReportAssert( "fatal condition", "file.cpp", 12, true, &s_bOnce );
+        },
+        "Assertion failed: file.cpp:12 \\(fatal condition\\)" );
+}
