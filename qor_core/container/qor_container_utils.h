@@ -23,12 +23,14 @@ IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
     auto Count = End - Begin;
     while ( Count > 0 )
     {
-        const auto Step = Count - Count / 2;
-        Count = Count / 2;
+        // Count is positive here: the shift is the halving, without the rounding fix-up of a signed division.
+        const auto Step = Count - ( Count >> 1 );
+        Count = Count >> 1;
         const IteratorT Mid = Begin + Count;
         if constexpr ( std::is_arithmetic_v<ValueT> )
         {
-            Begin = ShouldStep( *Mid ) ? Begin + Step : Begin;
+            // An even-odds hint keeps the compiler from turning the select back into a branch.
+            Begin = __builtin_expect_with_probability( ShouldStep( *Mid ), true, 0.5 ) ? Begin + Step : Begin;
         }
         else if ( ShouldStep( *Mid ) )
         {
