@@ -54,7 +54,8 @@ TEST( CQorAlloca, ReportsIndicesOutOfRange )
     auto Values = QOR_ALLOCA( int32, 4 );
     static_cast<void>( &Values[ 4 ] );
     static_cast<void>( &Values[ -1 ] );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "index >= 0 && index < _count", "index >= 0 && index < _count" } ) );
+    EXPECT_EQ( Asserts.Texts(),
+               ( std::vector<std::string>{ "index >= 0 && index < _count", "index >= 0 && index < _count" } ) );
 }
 
 TEST( CQorAlloca, ReportsOverwrittenGuards )

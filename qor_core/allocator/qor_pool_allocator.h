@@ -112,6 +112,30 @@ protected:
 
     static constexpr bool bReportsLiveObjects = !std::is_trivially_destructible_v<T>;
 
+    static void CheckSize( uint64 nSize )
+    {
+        QOR_ASSERT_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
+                                              "amount of space than the size of that type." );
+    }
+    // nCountBefore: the allocations counted before this release.
+    static void CheckRelease( int32 nCountBefore )
+    {
+        QOR_ASSERT_MSG( nCountBefore >= 1, "More objects were deallocated from this allocator than were allocated.  "
+                                           "This could be a double deletion, or using the wrong allocator to delete an "
+                                           "object." );
+    }
+    // Objects of a trivially destructible type need no destruction, so leaving them is no error.
+    static void CheckNothingLiveAtDestruction( ELifetimeCheck eCheck, int32 nAllocatedCount )
+    {
+        if constexpr ( bReportsLiveObjects )
+        {
+            QOR_ASSERT_MSG( eCheck != ELifetimeCheck::ReportLiveObjects || nAllocatedCount == 0,
+                            "Non-trivial constructed objects (%d) allocated from this allocator were not destroyed "
+                            "before the allocator was destroyed.",
+                            nAllocatedCount );
+        }
+    }
+
     int32 _nElementsPerPool;
     CQorAllocator* _pBackingAlloc;
     CQorArray<CPoolOwner> _Pools;
@@ -173,22 +197,12 @@ public:
         _eLifetimeCheck = Other._eLifetimeCheck;
         return *this;
     }
-    ~CQorPoolAllocator() override
-    {
-        if constexpr ( Base::bReportsLiveObjects )
-        {
-            QOR_ASSERT_MSG( _eLifetimeCheck != ELifetimeCheck::ReportLiveObjects || _nAllocatedCount == 0,
-                            "Non-trivial constructed objects (%d) allocated from this allocator were not destroyed "
-                            "before the allocator was destroyed.",
-                            _nAllocatedCount );
-        }
-    }
+    ~CQorPoolAllocator() override { Base::CheckNothingLiveAtDestruction( _eLifetimeCheck, _nAllocatedCount ); }
 
     // One slot; the alignment is that of the slots. REQUIRES: nSize == sizeof( T ).
     void* Allocate( uint64 nSize, uint32 ) override
     {
-        QOR_ASSERT_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
-                                              "amount of space than the size of that type." );
+        Base::CheckSize( nSize );
         ++_nAllocatedCount;
         if ( void* pSlot = _pFreeList )
         {
@@ -211,10 +225,7 @@ public:
         {
             return;
         }
-        --_nAllocatedCount;
-        QOR_ASSERT_MSG( _nAllocatedCount >= 0,
-                        "More objects were deallocated from this allocator than were allocated.  This could be a "
-                        "double deletion, or using the wrong allocator to delete an object." );
+        Base::CheckRelease( _nAllocatedCount-- );
         Base::SetNext( pMemory, _pFreeList );
         _pFreeList = pMemory;
     }
@@ -242,20 +253,13 @@ public:
     CQorPoolAllocator& operator=( const CQorPoolAllocator& ) = delete;
     ~CQorPoolAllocator() override
     {
-        if constexpr ( Base::bReportsLiveObjects )
-        {
-            QOR_ASSERT_MSG( _eLifetimeCheck != ELifetimeCheck::ReportLiveObjects || _nAllocatedCount.load() == 0,
-                            "Non-trivial constructed objects (%d) allocated from this allocator were not destroyed "
-                            "before the allocator was destroyed.",
-                            _nAllocatedCount.load() );
-        }
+        Base::CheckNothingLiveAtDestruction( _eLifetimeCheck, _nAllocatedCount.load() );
     }
 
     // One slot; the alignment is that of the slots. REQUIRES: nSize == sizeof( T ).
     void* Allocate( uint64 nSize, uint32 ) override
     {
-        QOR_ASSERT_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
-                                              "amount of space than the size of that type." );
+        Base::CheckSize( nSize );
         void* pHead = LockFreeList();
         _nAllocatedCount.fetch_add( 1 );
         if ( pHead )
@@ -284,9 +288,7 @@ public:
             return;
         }
         Base::SetNext( pMemory, LockFreeList() );
-        const int32 nBefore = _nAllocatedCount.fetch_sub( 1 );
-        QOR_ASSERT_MSG( nBefore >= 1, "More objects were deallocated from this allocator than were allocated.  This "
-                                      "could be a double deletion, or using the wrong allocator to delete an object." );
+        Base::CheckRelease( _nAllocatedCount.fetch_sub( 1 ) );
         UnlockFreeList( pMemory );
     }
 
@@ -311,7 +313,8 @@ public:
                                                     "sentinel.  A race condition bug must have occurred." );
         // An exchange rather than a store: what it returns proves that the list was held.
         void* pPrevious = _pFreeList.exchange( pNewHead );
-        QOR_ASSERT_MSG( pPrevious == LockSentinel(), "Attempted to unlock pool allocator free list when it wasn't locked." );
+        QOR_ASSERT_MSG( pPrevious == LockSentinel(),
+                        "Attempted to unlock pool allocator free list when it wasn't locked." );
     }
 
     // Read without the lock: exact only while no other thread allocates or releases.

@@ -86,7 +86,8 @@ int32 GetClampedHardwareThreadCount()
 void SetThreadCallbackWrapper( FThreadCallbackWrapper pWrapper )
 {
     const FThreadCallbackWrapper pPrevious = g_ThreadCallbackWrapper.exchange( pWrapper );
-    QOR_ASSERT_MSG( !pPrevious || !pWrapper, "Installing multiple thread callback wrappers is not currently supported" );
+    QOR_ASSERT_MSG( !pPrevious || !pWrapper,
+                    "Installing multiple thread callback wrappers is not currently supported" );
 }
 
 ThreadHandle CreateThread( FThreadFunction pFunction, void* pArg, const char* pName )

@@ -266,8 +266,9 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
             {
                 const size_t nVictim = static_cast<size_t>( Random.Next( 0, static_cast<int32>( Live.size() ) - 1 ) );
                 SLiveBlock Old = Live[ nVictim ];
-                ASSERT_TRUE( AllBytesAre( Old.pData, Old.nBytes, Old.nMark ) ) << "a live block was overwritten; " << Where;
-                const uint64 nCapacity = Old.nTotal - static_cast<uint64>( Old.pData - Allocator.GetBuffer() - Old.nStart );
+                ASSERT_TRUE( AllBytesAre( Old.pData, Old.nBytes, Old.nMark ) ) << "a block was overwritten; " << Where;
+                const uint64 nAdjustment = OffsetOf( Allocator, Old.pData ) - Old.nStart;
+                const uint64 nCapacity = Old.nTotal - nAdjustment;
                 if ( nAction < 8 )
                 {
                     Live.erase( Live.begin() + static_cast<std::ptrdiff_t>( nVictim ) );

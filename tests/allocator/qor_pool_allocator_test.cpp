@@ -27,8 +27,8 @@ struct SNonTrivialSlot
     uint64 nValue;
 };
 
-const std::string MoreReleasesText = "More objects were deallocated from this allocator than were allocated.  This could "
-                                     "be a double deletion, or using the wrong allocator to delete an object.";
+const std::string MoreReleasesText = "More objects were deallocated from this allocator than were allocated.  This "
+                                     "could be a double deletion, or using the wrong allocator to delete an object.";
 
 template <typename PoolT>
 uint8* SlotOf( PoolT& Pool )
@@ -41,7 +41,8 @@ template <typename PoolT>
 class CQorPoolAllocatorTyped : public testing::Test
 {
 };
-using PoolTypes = testing::Types<CQorUnsynchronizedPoolAllocator<STrivialSlot>, CQorSynchronizedPoolAllocator<STrivialSlot>>;
+using PoolTypes =
+    testing::Types<CQorUnsynchronizedPoolAllocator<STrivialSlot>, CQorSynchronizedPoolAllocator<STrivialSlot>>;
 TYPED_TEST_SUITE( CQorPoolAllocatorTyped, PoolTypes );
 
 TYPED_TEST( CQorPoolAllocatorTyped, HandsOutAscendingSlotsAndReusesTheLastReleased )
@@ -113,8 +114,9 @@ TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
 
     TypeParam Pool( 4 );
     uint8* pSlot = static_cast<uint8*>( Pool.Allocate( 3, 16 ) );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Cannot use a pool allocator for a specific type to allocate a "
-                                                          "different amount of space than the size of that type." } );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Cannot use a pool allocator for a specific type to "
+                                                          "allocate a different amount of space than the size of "
+                                                          "that type." } );
     EXPECT_EQ( Pool.GetAllocatedCount(), 1 );
     Asserts.Clear();
 

@@ -73,7 +73,8 @@ TEST( NThreads, CreatedThreadsKeepTheirFullNameAndDistinctNumbers )
 {
     SNamedThreadResult First;
     SNamedThreadResult Second;
-    NThreads::ThreadHandle pFirst = NThreads::CreateThread( &RecordNameAndNumber, &First, "A name longer than fifteen" );
+    NThreads::ThreadHandle pFirst =
+        NThreads::CreateThread( &RecordNameAndNumber, &First, "A name longer than fifteen" );
     NThreads::ThreadHandle pSecond = NThreads::CreateThread( &RecordNameAndNumber, &Second, nullptr );
     NThreads::DestroyThread( pFirst );
     NThreads::DestroyThread( pSecond );
