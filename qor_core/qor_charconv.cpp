@@ -99,14 +99,14 @@ std::to_chars_result to_chars( char* First, char* Last, CFixedPoint Value )
     if ( Fraction != 0 )
     {
         *pText++ = '.';
-        char* const pDecimals = pText;
-        pText = to_chars( pText, Text + sizeof( Text ), Fraction ).ptr;
-        // Leading zeros up to five places: the digits move right.
-        const int64 Written = pText - pDecimals;
-        const int64 Padding = FixedPointDecimals - Written;
-        std::memmove( pDecimals + Padding, pDecimals, static_cast<size_t>( Written ) );
-        std::memset( pDecimals, '0', static_cast<size_t>( Padding ) );
-        pText = pDecimals + FixedPointDecimals;
+        // Exactly five digits, leading zeros included, then the trailing zeros go.
+        int64 Rest = Fraction;
+        for ( int32 Digit = FixedPointDecimals - 1; Digit >= 0; --Digit )
+        {
+            pText[ Digit ] = static_cast<char>( '0' + Rest % 10 );
+            Rest /= 10;
+        }
+        pText += FixedPointDecimals;
         while ( pText[ -1 ] == '0' )
         {
             --pText;

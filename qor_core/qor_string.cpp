@@ -167,7 +167,8 @@ int32 CString::FindLast( char Char, int32 nStartPos ) const
                     "nStartPos == CString::npos || ( nStartPos >= 0 && nStartPos < GetSize() ) && \"Search start "
                     "position must either be a valid index within the string, or the special npos value to "
                     "indicate searching from the very end.\"" );
-    return static_cast<int32>( _str.rfind( Char, nStartPos >= 0 ? static_cast<size_t>( nStartPos ) : std::string::npos ) );
+    return static_cast<int32>(
+        _str.rfind( Char, nStartPos >= 0 ? static_cast<size_t>( nStartPos ) : std::string::npos ) );
 }
 
 int32 CString::FindLast( const char* pNeedle ) const
@@ -197,7 +198,8 @@ CString CString::Substr( int32 nStartPos, int32 nEndPos ) const
     {
         nEndPos = nStartPos;
     }
-    const std::string Range = _str.substr( static_cast<size_t>( nStartPos ), static_cast<size_t>( nEndPos - nStartPos ) );
+    const std::string Range =
+        _str.substr( static_cast<size_t>( nStartPos ), static_cast<size_t>( nEndPos - nStartPos ) );
     return CString( Range.c_str() );
 }
 

@@ -179,18 +179,22 @@ TEST( CString, SearchesAgreeWithTheStandardString )
         const int32 Pos = static_cast<int32>( Generator() % 14 );
         const char Char = static_cast<char>( 'a' + Generator() % 3 );
         ASSERT_EQ( Text.Find( Char, Pos ), static_cast<int32>( Haystack.find( Char, Pos ) ) ) << "seed " << nSeed;
-        ASSERT_EQ( Text.Find( CQorStringView( Needle.c_str() ), Pos ), static_cast<int32>( Haystack.find( Needle, Pos ) ) )
+        ASSERT_EQ( Text.Find( CQorStringView( Needle.c_str() ), Pos ),
+                   static_cast<int32>( Haystack.find( Needle, Pos ) ) )
             << "seed " << nSeed;
-        ASSERT_EQ( Text.ReverseFind( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) ) << "seed " << nSeed;
+        ASSERT_EQ( Text.ReverseFind( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
+            << "seed " << nSeed;
         ASSERT_EQ( Text.ReverseFind( CQorStringView( Needle.c_str() ), Pos ),
                    static_cast<int32>( Haystack.rfind( Needle, Pos ) ) )
             << "seed " << nSeed;
         ASSERT_EQ( Text.FindLast( Char ), static_cast<int32>( Haystack.rfind( Char ) ) ) << "seed " << nSeed;
         if ( Pos < Text.GetSize() )
         {
-            ASSERT_EQ( Text.FindLast( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) ) << "seed " << nSeed;
+            ASSERT_EQ( Text.FindLast( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
+                << "seed " << nSeed;
         }
-        ASSERT_EQ( Text.FindLast( Needle.c_str() ), static_cast<int32>( Haystack.rfind( Needle ) ) ) << "seed " << nSeed;
+        ASSERT_EQ( Text.FindLast( Needle.c_str() ), static_cast<int32>( Haystack.rfind( Needle ) ) )
+            << "seed " << nSeed;
         ASSERT_EQ( Text.Count( Char ), static_cast<int32>( std::count( Haystack.begin(), Haystack.end(), Char ) ) );
     }
 }

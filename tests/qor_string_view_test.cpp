@@ -119,7 +119,9 @@ TEST( CQorStringView, FindAgreesWithStandardSearch )
         }
         const int32 LastPos = Start( Generator );
         ASSERT_EQ( View.FindLastOf( CQorStringView( Needle.c_str() ), LastPos ),
-                   LastPos < 0 ? -1 : static_cast<int32>( ToStd( View ).find_last_of( Needle, static_cast<size_t>( LastPos ) ) ) )
+                   LastPos < 0
+                       ? -1
+                       : static_cast<int32>( ToStd( View ).find_last_of( Needle, static_cast<size_t>( LastPos ) ) ) )
             << "seed " << nSeed << ", round " << Round;
     }
 }
