@@ -15,11 +15,14 @@ namespace
 constexpr uint64 nSeed = 20240611;
 constexpr int nDraws = 20000;
 
-template <typename T> using UnsignedT = std::make_unsigned_t<T>;
-template <typename T> constexpr int Width = std::numeric_limits<UnsignedT<T>>::digits;
+template <typename T>
+using UnsignedT = std::make_unsigned_t<T>;
+template <typename T>
+constexpr int Width = std::numeric_limits<UnsignedT<T>>::digits;
 
 // Reference forms: the slow, obvious computation, in wide arithmetic where the real one relies on bit tricks.
-template <typename T> int ReferenceLeadingZeros( T Value )
+template <typename T>
+int ReferenceLeadingZeros( T Value )
 {
     int nBits = 0;
     for ( UnsignedT<T> Bits = static_cast<UnsignedT<T>>( Value ); Bits != 0; Bits >>= 1 )
@@ -29,7 +32,8 @@ template <typename T> int ReferenceLeadingZeros( T Value )
     return Width<T> - nBits;
 }
 
-template <typename T> T ReferencePower( T Base, int32 Exponent )
+template <typename T>
+T ReferencePower( T Base, int32 Exponent )
 {
     UnsignedT<T> Result = 1;
     for ( int32 I = 0; I < Exponent; ++I )
@@ -39,7 +43,8 @@ template <typename T> T ReferencePower( T Base, int32 Exponent )
     return static_cast<T>( Result );
 }
 
-template <typename T> int32 ReferenceLog2Ceil( T Value )
+template <typename T>
+int32 ReferenceLog2Ceil( T Value )
 {
     int32 n = 0;
     while ( static_cast<__int128>( static_cast<unsigned __int128>( 1 ) << n ) < static_cast<__int128>( Value ) )
@@ -49,7 +54,8 @@ template <typename T> int32 ReferenceLog2Ceil( T Value )
     return n;
 }
 
-template <typename T> T ReferenceRotLeft( T Value, int32 Shift )
+template <typename T>
+T ReferenceRotLeft( T Value, int32 Shift )
 {
     const int32 nSteps = ((Shift % Width<T>)+Width<T>) % Width<T>;
     UnsignedT<T> Bits = static_cast<UnsignedT<T>>( Value );
@@ -60,7 +66,8 @@ template <typename T> T ReferenceRotLeft( T Value, int32 Shift )
     return static_cast<T>( Bits );
 }
 
-template <typename T> T ReferenceSqrt( T Value )
+template <typename T>
+T ReferenceSqrt( T Value )
 {
     if ( Value < 0 )
     {
@@ -80,7 +87,8 @@ template <typename T> T ReferenceSqrt( T Value )
 }
 
 // Values spread over every bit length, so that small inputs and every top bit are as likely as the largest.
-template <typename T> class CValueSource
+template <typename T>
+class CValueSource
 {
 public:
     explicit CValueSource( uint64 nSeedValue ) : _Random( nSeedValue ) {}
@@ -118,7 +126,8 @@ constexpr T SqrtOfMax = sizeof( T ) == 4 ? ( std::is_signed_v<T> ? 46340 : 65535
                                          : ( std::is_signed_v<T> ? T( 3037000499 ) : T( 4294967295 ) );
 
 // Every form in a constant expression; a call that fell back to run-time code would not compile.
-template <typename T> consteval bool EvaluatesAtCompileTime()
+template <typename T>
+consteval bool EvaluatesAtCompileTime()
 {
     constexpr T Max = std::numeric_limits<T>::max();
     constexpr int Signed = std::is_signed_v<T> ? 1 : 0;
@@ -140,7 +149,8 @@ static_assert( FloorToInt( -1.5f ) == -2 && NPriv::Utility_StdFloorToInt()( -1.5
 static_assert( RoundUpToPowerOf2( 0 ) == 1 && RoundUpToPowerOf2( 1000 ) == 1024 );
 } // namespace
 
-template <typename T> class CMiscMathTyped : public testing::Test
+template <typename T>
+class CMiscMathTyped : public testing::Test
 {
 };
 using IntegerTypes = testing::Types<int32, uint32, int64, uint64>;

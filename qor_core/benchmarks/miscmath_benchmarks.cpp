@@ -14,7 +14,8 @@ namespace
 constexpr int32 nInputCount = 1024;
 constexpr int32 nInputMask = nInputCount - 1;
 
-template <typename T> CQorArray<T> MakeInputs( std::mt19937& Engine, int64 Low, int64 High )
+template <typename T>
+CQorArray<T> MakeInputs( std::mt19937& Engine, int64 Low, int64 High )
 {
     std::uniform_int_distribution<T> Distribution( static_cast<T>( Low ), static_cast<T>( High ) );
     CQorArray<T> Inputs;
@@ -27,7 +28,8 @@ template <typename T> CQorArray<T> MakeInputs( std::mt19937& Engine, int64 Low, 
 }
 
 // Arguments: lowest and highest input.
-template <typename T, typename FunctionT> void RunUnary( benchmark::State& state, FunctionT Function )
+template <typename T, typename FunctionT>
+void RunUnary( benchmark::State& state, FunctionT Function )
 {
     std::mt19937 Engine( 42 );
     const CQorArray<T> Values = MakeInputs<T>( Engine, state.range( 0 ), state.range( 1 ) );
@@ -40,7 +42,8 @@ template <typename T, typename FunctionT> void RunUnary( benchmark::State& state
 }
 
 // Arguments: lowest and highest value, then lowest and highest int32 second operand (exponent or shift).
-template <typename T, typename FunctionT> void RunBinary( benchmark::State& state, FunctionT Function )
+template <typename T, typename FunctionT>
+void RunBinary( benchmark::State& state, FunctionT Function )
 {
     std::mt19937 Engine( 42 );
     const CQorArray<T> Values = MakeInputs<T>( Engine, state.range( 0 ), state.range( 1 ) );
@@ -53,57 +56,68 @@ template <typename T, typename FunctionT> void RunBinary( benchmark::State& stat
     }
 }
 
-template <typename T> void MiscMath_Power( benchmark::State& state )
+template <typename T>
+void MiscMath_Power( benchmark::State& state )
 {
     RunBinary<T>( state, []( T Base, int32 Exponent ) { return Power( Base, Exponent ); } );
 }
 
-template <typename T> void MiscMath_Power_Legacy( benchmark::State& state )
+template <typename T>
+void MiscMath_Power_Legacy( benchmark::State& state )
 {
     RunBinary<T>( state, []( T Base, int32 Exponent ) { return Power_Legacy( Base, Exponent ); } );
 }
 
-template <typename T> void MiscMath_Log2Ceil( benchmark::State& state )
+template <typename T>
+void MiscMath_Log2Ceil( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return Log2Ceil( Value ); } );
 }
 
-template <typename T> void MiscMath_Log2Ceil_Legacy( benchmark::State& state )
+template <typename T>
+void MiscMath_Log2Ceil_Legacy( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return Log2Ceil_Legacy( Value ); } );
 }
 
-template <typename T> void MiscMath_CeilToPowerOf2( benchmark::State& state )
+template <typename T>
+void MiscMath_CeilToPowerOf2( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return CeilToPowerOf2( Value ); } );
 }
 
-template <typename T> void MiscMath_CeilToPowerOf2_Legacy( benchmark::State& state )
+template <typename T>
+void MiscMath_CeilToPowerOf2_Legacy( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return CeilToPowerOf2_Legacy( Value ); } );
 }
 
-template <typename T> void MiscMath_RotLeft( benchmark::State& state )
+template <typename T>
+void MiscMath_RotLeft( benchmark::State& state )
 {
     RunBinary<T>( state, []( T Value, int32 Shift ) { return RotLeft( Value, Shift ); } );
 }
 
-template <typename T> void MiscMath_RotLeft_Legacy( benchmark::State& state )
+template <typename T>
+void MiscMath_RotLeft_Legacy( benchmark::State& state )
 {
     RunBinary<T>( state, []( T Value, int32 Shift ) { return RotLeft_Legacy( Value, Shift ); } );
 }
 
-template <typename T> void MiscMath_QorSqrti( benchmark::State& state )
+template <typename T>
+void MiscMath_QorSqrti( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return QorSqrti( Value ); } );
 }
 
-template <typename T> void MiscMath_StdSqrti( benchmark::State& state )
+template <typename T>
+void MiscMath_StdSqrti( benchmark::State& state )
 {
     RunUnary<T>( state, []( T Value ) { return std::sqrt( static_cast<double>( Value ) ); } );
 }
 
-template <typename FunctorT> void MiscMath_FloorToInt( benchmark::State& state )
+template <typename FunctorT>
+void MiscMath_FloorToInt( benchmark::State& state )
 {
     std::mt19937 Engine( 42 );
     std::uniform_real_distribution<float> Distribution( -200000.0f, 200000.0f );
