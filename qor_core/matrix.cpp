@@ -2,24 +2,6 @@
 
 #include <algorithm>
 
-CMatrix3x3 CMatrix3x3::Identity()
-{
-    return FromRows( { 1, 0, 0, 0, 1, 0, 0, 0, 1 } );
-}
-
-CMatrix3x3 CMatrix3x3::FromRows( const float ( &Rows )[9] )
-{
-    CMatrix3x3 Result;
-    for ( int32 Row = 0; Row < 3; ++Row )
-    {
-        for ( int32 Column = 0; Column < 3; ++Column )
-        {
-            Result( Row, Column ) = Rows[Row * 3 + Column];
-        }
-    }
-    return Result;
-}
-
 CMatrix3x3 CMatrix3x3::Rotation( const CVector3& Axis, float Angle )
 {
     // R = cos * I + sin * [Axis]x + ( 1 - cos ) * Axis Axis^T.
@@ -64,66 +46,30 @@ CMatrix3x4::CMatrix3x4( const CMatrix4x4& Matrix )
     }
 }
 
-CMatrix3x4 CMatrix3x4::Identity()
-{
-    return FromRows( { 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0 } );
-}
-
-CMatrix3x4 CMatrix3x4::FromRows( const float ( &Rows )[12] )
-{
-    CMatrix3x4 Result;
-    for ( int32 Row = 0; Row < 3; ++Row )
-    {
-        for ( int32 Column = 0; Column < 4; ++Column )
-        {
-            Result( Row, Column ) = Rows[Row * 4 + Column];
-        }
-    }
-    return Result;
-}
-
-CMatrix4x4 CMatrix4x4::Identity()
-{
-    return FromRows( { 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1 } );
-}
-
-CMatrix4x4 CMatrix4x4::FromRows( const float ( &Rows )[16] )
-{
-    CMatrix4x4 Result;
-    for ( int32 Row = 0; Row < 4; ++Row )
-    {
-        for ( int32 Column = 0; Column < 4; ++Column )
-        {
-            Result( Row, Column ) = Rows[Row * 4 + Column];
-        }
-    }
-    return Result;
-}
-
 namespace
 {
 // The 2 by 2 minors of the upper two rows (S) and of the lower two rows (C), by the columns they span.
 struct SMinors
 {
-    float S[6];
-    float C[6];
+    float S[ 6 ];
+    float C[ 6 ];
 };
 
 SMinors MinorsOf( const CMatrix4x4& M )
 {
     SMinors Minors;
-    Minors.S[0] = M( 0, 0 ) * M( 1, 1 ) - M( 1, 0 ) * M( 0, 1 );
-    Minors.S[1] = M( 0, 0 ) * M( 1, 2 ) - M( 1, 0 ) * M( 0, 2 );
-    Minors.S[2] = M( 0, 0 ) * M( 1, 3 ) - M( 1, 0 ) * M( 0, 3 );
-    Minors.S[3] = M( 0, 1 ) * M( 1, 2 ) - M( 1, 1 ) * M( 0, 2 );
-    Minors.S[4] = M( 0, 1 ) * M( 1, 3 ) - M( 1, 1 ) * M( 0, 3 );
-    Minors.S[5] = M( 0, 2 ) * M( 1, 3 ) - M( 1, 2 ) * M( 0, 3 );
-    Minors.C[5] = M( 2, 2 ) * M( 3, 3 ) - M( 3, 2 ) * M( 2, 3 );
-    Minors.C[4] = M( 2, 1 ) * M( 3, 3 ) - M( 3, 1 ) * M( 2, 3 );
-    Minors.C[3] = M( 2, 1 ) * M( 3, 2 ) - M( 3, 1 ) * M( 2, 2 );
-    Minors.C[2] = M( 2, 0 ) * M( 3, 3 ) - M( 3, 0 ) * M( 2, 3 );
-    Minors.C[1] = M( 2, 0 ) * M( 3, 2 ) - M( 3, 0 ) * M( 2, 2 );
-    Minors.C[0] = M( 2, 0 ) * M( 3, 1 ) - M( 3, 0 ) * M( 2, 1 );
+    Minors.S[ 0 ] = M( 0, 0 ) * M( 1, 1 ) - M( 1, 0 ) * M( 0, 1 );
+    Minors.S[ 1 ] = M( 0, 0 ) * M( 1, 2 ) - M( 1, 0 ) * M( 0, 2 );
+    Minors.S[ 2 ] = M( 0, 0 ) * M( 1, 3 ) - M( 1, 0 ) * M( 0, 3 );
+    Minors.S[ 3 ] = M( 0, 1 ) * M( 1, 2 ) - M( 1, 1 ) * M( 0, 2 );
+    Minors.S[ 4 ] = M( 0, 1 ) * M( 1, 3 ) - M( 1, 1 ) * M( 0, 3 );
+    Minors.S[ 5 ] = M( 0, 2 ) * M( 1, 3 ) - M( 1, 2 ) * M( 0, 3 );
+    Minors.C[ 5 ] = M( 2, 2 ) * M( 3, 3 ) - M( 3, 2 ) * M( 2, 3 );
+    Minors.C[ 4 ] = M( 2, 1 ) * M( 3, 3 ) - M( 3, 1 ) * M( 2, 3 );
+    Minors.C[ 3 ] = M( 2, 1 ) * M( 3, 2 ) - M( 3, 1 ) * M( 2, 2 );
+    Minors.C[ 2 ] = M( 2, 0 ) * M( 3, 3 ) - M( 3, 0 ) * M( 2, 3 );
+    Minors.C[ 1 ] = M( 2, 0 ) * M( 3, 2 ) - M( 3, 0 ) * M( 2, 2 );
+    Minors.C[ 0 ] = M( 2, 0 ) * M( 3, 1 ) - M( 3, 0 ) * M( 2, 1 );
     return Minors;
 }
 
@@ -131,7 +77,7 @@ float DeterminantOf( const SMinors& Minors )
 {
     const float* S = Minors.S;
     const float* C = Minors.C;
-    return S[0] * C[5] - S[1] * C[4] + S[2] * C[3] + S[3] * C[2] - S[4] * C[1] + S[5] * C[0];
+    return S[ 0 ] * C[ 5 ] - S[ 1 ] * C[ 4 ] + S[ 2 ] * C[ 3 ] + S[ 3 ] * C[ 2 ] - S[ 4 ] * C[ 1 ] + S[ 5 ] * C[ 0 ];
 }
 } // namespace
 
@@ -153,25 +99,25 @@ bool CMatrix4x4::TryInvert( CMatrix4x4& Result ) const
     const CMatrix4x4& M = *this;
     const float Scale = 1.0f / Determinant;
     Result = FromRows( {
-        ( M( 1, 1 ) * C[5] - M( 1, 2 ) * C[4] + M( 1, 3 ) * C[3] ) * Scale,
-        ( -M( 0, 1 ) * C[5] + M( 0, 2 ) * C[4] - M( 0, 3 ) * C[3] ) * Scale,
-        ( M( 3, 1 ) * S[5] - M( 3, 2 ) * S[4] + M( 3, 3 ) * S[3] ) * Scale,
-        ( -M( 2, 1 ) * S[5] + M( 2, 2 ) * S[4] - M( 2, 3 ) * S[3] ) * Scale,
+        ( M( 1, 1 ) * C[ 5 ] - M( 1, 2 ) * C[ 4 ] + M( 1, 3 ) * C[ 3 ] ) * Scale,
+        ( -M( 0, 1 ) * C[ 5 ] + M( 0, 2 ) * C[ 4 ] - M( 0, 3 ) * C[ 3 ] ) * Scale,
+        ( M( 3, 1 ) * S[ 5 ] - M( 3, 2 ) * S[ 4 ] + M( 3, 3 ) * S[ 3 ] ) * Scale,
+        ( -M( 2, 1 ) * S[ 5 ] + M( 2, 2 ) * S[ 4 ] - M( 2, 3 ) * S[ 3 ] ) * Scale,
 
-        ( -M( 1, 0 ) * C[5] + M( 1, 2 ) * C[2] - M( 1, 3 ) * C[1] ) * Scale,
-        ( M( 0, 0 ) * C[5] - M( 0, 2 ) * C[2] + M( 0, 3 ) * C[1] ) * Scale,
-        ( -M( 3, 0 ) * S[5] + M( 3, 2 ) * S[2] - M( 3, 3 ) * S[1] ) * Scale,
-        ( M( 2, 0 ) * S[5] - M( 2, 2 ) * S[2] + M( 2, 3 ) * S[1] ) * Scale,
+        ( -M( 1, 0 ) * C[ 5 ] + M( 1, 2 ) * C[ 2 ] - M( 1, 3 ) * C[ 1 ] ) * Scale,
+        ( M( 0, 0 ) * C[ 5 ] - M( 0, 2 ) * C[ 2 ] + M( 0, 3 ) * C[ 1 ] ) * Scale,
+        ( -M( 3, 0 ) * S[ 5 ] + M( 3, 2 ) * S[ 2 ] - M( 3, 3 ) * S[ 1 ] ) * Scale,
+        ( M( 2, 0 ) * S[ 5 ] - M( 2, 2 ) * S[ 2 ] + M( 2, 3 ) * S[ 1 ] ) * Scale,
 
-        ( M( 1, 0 ) * C[4] - M( 1, 1 ) * C[2] + M( 1, 3 ) * C[0] ) * Scale,
-        ( -M( 0, 0 ) * C[4] + M( 0, 1 ) * C[2] - M( 0, 3 ) * C[0] ) * Scale,
-        ( M( 3, 0 ) * S[4] - M( 3, 1 ) * S[2] + M( 3, 3 ) * S[0] ) * Scale,
-        ( -M( 2, 0 ) * S[4] + M( 2, 1 ) * S[2] - M( 2, 3 ) * S[0] ) * Scale,
+        ( M( 1, 0 ) * C[ 4 ] - M( 1, 1 ) * C[ 2 ] + M( 1, 3 ) * C[ 0 ] ) * Scale,
+        ( -M( 0, 0 ) * C[ 4 ] + M( 0, 1 ) * C[ 2 ] - M( 0, 3 ) * C[ 0 ] ) * Scale,
+        ( M( 3, 0 ) * S[ 4 ] - M( 3, 1 ) * S[ 2 ] + M( 3, 3 ) * S[ 0 ] ) * Scale,
+        ( -M( 2, 0 ) * S[ 4 ] + M( 2, 1 ) * S[ 2 ] - M( 2, 3 ) * S[ 0 ] ) * Scale,
 
-        ( -M( 1, 0 ) * C[3] + M( 1, 1 ) * C[1] - M( 1, 2 ) * C[0] ) * Scale,
-        ( M( 0, 0 ) * C[3] - M( 0, 1 ) * C[1] + M( 0, 2 ) * C[0] ) * Scale,
-        ( -M( 3, 0 ) * S[3] + M( 3, 1 ) * S[1] - M( 3, 2 ) * S[0] ) * Scale,
-        ( M( 2, 0 ) * S[3] - M( 2, 1 ) * S[1] + M( 2, 2 ) * S[0] ) * Scale,
+        ( -M( 1, 0 ) * C[ 3 ] + M( 1, 1 ) * C[ 1 ] - M( 1, 2 ) * C[ 0 ] ) * Scale,
+        ( M( 0, 0 ) * C[ 3 ] - M( 0, 1 ) * C[ 1 ] + M( 0, 2 ) * C[ 0 ] ) * Scale,
+        ( -M( 3, 0 ) * S[ 3 ] + M( 3, 1 ) * S[ 1 ] - M( 3, 2 ) * S[ 0 ] ) * Scale,
+        ( M( 2, 0 ) * S[ 3 ] - M( 2, 1 ) * S[ 1 ] + M( 2, 2 ) * S[ 0 ] ) * Scale,
     } );
     return true;
 }

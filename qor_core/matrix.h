@@ -144,14 +144,89 @@ CVector<T, N> Normalized( const CVector<T, N>& Value )
     return Value * ( T( 1 ) / Length( Value ) );
 }
 
-class CMatrix3x3
+namespace NDetail
+{
+// What the three matrix shapes share: nColumns columns of nRows floats, stored one after the other.
+template <typename DerivedT, int32 nRows, int32 nColumns>
+class CColumnMatrix
+{
+public:
+    using ColumnType = CVector<float, nRows>;
+
+    // Ones on the diagonal of the square part; for 3x4 the translation is zero.
+    static DerivedT Identity()
+    {
+        DerivedT Result;
+        for ( int32 I = 0; I < nRows && I < nColumns; ++I )
+        {
+            Result( I, I ) = 1.0f;
+        }
+        return Result;
+    }
+    // From the values written row after row, as a matrix is read on paper.
+    static DerivedT FromRows( const float ( &Rows )[ nRows * nColumns ] )
+    {
+        DerivedT Result;
+        for ( int32 Row = 0; Row < nRows; ++Row )
+        {
+            for ( int32 Column = 0; Column < nColumns; ++Column )
+            {
+                Result( Row, Column ) = Rows[ Row * nColumns + Column ];
+            }
+        }
+        return Result;
+    }
+
+    float& operator()( int32 Row, int32 Column ) { return _Columns[ Column ]._Values[ Row ]; }
+    float operator()( int32 Row, int32 Column ) const { return _Columns[ Column ]._Values[ Row ]; }
+    const ColumnType& GetColumn( int32 Column ) const { return _Columns[ Column ]; }
+
+    // Each column times Scale.
+    DerivedT operator*( float Scale ) const
+    {
+        DerivedT Result;
+        for ( int32 J = 0; J < nColumns; ++J )
+        {
+            Result._Columns[ J ] = _Columns[ J ] * Scale;
+        }
+        return Result;
+    }
+    friend bool operator==( const CColumnMatrix& Left, const CColumnMatrix& Right ) = default;
+
+protected:
+    // The first nTerms columns weighted by the first nTerms values of Weights, summed from column 0 up:
+    // col0 * Weights[ 0 ] + col1 * Weights[ 1 ] + ...
+    template <int32 nTerms, int32 N>
+    ColumnType Combine( const CVector<float, N>& Weights ) const
+    {
+        return [ & ]<int32... Indices>( std::integer_sequence<int32, Indices...> )
+        {
+            return ( ... + ( _Columns[ Indices ] * Weights._Values[ Indices ] ) );
+        }
+        ( std::make_integer_sequence<int32, nTerms>() );
+    }
+
+    // The scalar product with a matrix of the same shape, each result column Combine<nTerms> of Right's.
+    template <int32 nTerms>
+    DerivedT ProductWith( const DerivedT& Right ) const
+    {
+        DerivedT Result;
+        for ( int32 J = 0; J < nColumns; ++J )
+        {
+            Result._Columns[ J ] = Combine<nTerms>( Right._Columns[ J ] );
+        }
+        return Result;
+    }
+
+    ColumnType _Columns[ nColumns ];
+};
+} // namespace NDetail
+
+class CMatrix3x3 : public NDetail::CColumnMatrix<CMatrix3x3, 3, 3>
 {
 public:
     // The zero matrix.
     CMatrix3x3() = default;
-    static CMatrix3x3 Identity();
-    // From the nine values written row after row, as a matrix is read on paper.
-    static CMatrix3x3 FromRows( const float ( &Rows )[ 9 ] );
 
     // Rotation by Angle (radians, counter-clockwise seen against the axis) about a unit axis: Rodrigues' form.
     static CMatrix3x3 Rotation( const CVector3& Axis, float Angle );
@@ -159,56 +234,21 @@ public:
     static CMatrix3x3 RotationY( float Angle );
     static CMatrix3x3 RotationZ( float Angle );
 
-    float& operator()( int32 Row, int32 Column ) { return _Columns[ Column ]._Values[ Row ]; }
-    float operator()( int32 Row, int32 Column ) const { return _Columns[ Column ]._Values[ Row ]; }
-    const CVector3& GetColumn( int32 Column ) const { return _Columns[ Column ]; }
-
-    CMatrix3x3 operator*( float Scale ) const
-    {
-        CMatrix3x3 Result = *this;
-        for ( CVector3& Column : Result._Columns )
-        {
-            Column *= Scale;
-        }
-        return Result;
-    }
+    using CColumnMatrix::operator*;
     // The scalar product: result column j is A.col0 * B( 0, j ) + A.col1 * B( 1, j ) + A.col2 * B( 2, j ).
-    CMatrix3x3 operator*( const CMatrix3x3& Right ) const
-    {
-        CMatrix3x3 Result;
-        for ( int32 J = 0; J < 3; ++J )
-        {
-            const CVector3& B = Right._Columns[ J ];
-            Result._Columns[ J ] = _Columns[ 0 ] * B._Values[ 0 ] + _Columns[ 1 ] * B._Values[ 1 ] + _Columns[ 2 ] * B._Values[ 2 ];
-        }
-        return Result;
-    }
-    CVector3 operator*( const CVector3& Value ) const
-    {
-        return _Columns[ 0 ] * Value.X() + _Columns[ 1 ] * Value.Y() + _Columns[ 2 ] * Value.Z();
-    }
-    friend bool operator==( const CMatrix3x3& Left, const CMatrix3x3& Right ) = default;
-
-private:
-    CVector3 _Columns[ 3 ];
+    CMatrix3x3 operator*( const CMatrix3x3& Right ) const { return ProductWith<3>( Right ); }
+    CVector3 operator*( const CVector3& Value ) const { return Combine<3>( Value ); }
 };
 
 class CMatrix4x4;
 
-class CMatrix3x4
+class CMatrix3x4 : public NDetail::CColumnMatrix<CMatrix3x4, 3, 4>
 {
 public:
     // The zero matrix (with the implied last row 0, 0, 0, 1).
     CMatrix3x4() = default;
     // The first three values of each of the four columns.
     explicit CMatrix3x4( const CMatrix4x4& Matrix );
-    static CMatrix3x4 Identity();
-    // From the twelve values of the three rows, row after row.
-    static CMatrix3x4 FromRows( const float ( &Rows )[ 12 ] );
-
-    float& operator()( int32 Row, int32 Column ) { return _Columns[ Column ]._Values[ Row ]; }
-    float operator()( int32 Row, int32 Column ) const { return _Columns[ Column ]._Values[ Row ]; }
-    const CVector3& GetColumn( int32 Column ) const { return _Columns[ Column ]; }
 
     // REQUIRES: 0 <= Column < 4. Out of range it reports and leaves the matrix as it was.
     void SetColumn( int32 Column, float X, float Y, float Z )
@@ -228,79 +268,37 @@ public:
         }
     }
 
+    using CColumnMatrix::operator*;
     // The scalar product of two affine maps: the linear columns as for 3x3, and the translation column of
     // Right carried through the linear part of this, plus this translation.
     CMatrix3x4 operator*( const CMatrix3x4& Right ) const
     {
-        CMatrix3x4 Result;
-        for ( int32 J = 0; J < 4; ++J )
-        {
-            const CVector3& B = Right._Columns[ J ];
-            Result._Columns[ J ] = _Columns[ 0 ] * B._Values[ 0 ] + _Columns[ 1 ] * B._Values[ 1 ] + _Columns[ 2 ] * B._Values[ 2 ];
-        }
+        CMatrix3x4 Result = ProductWith<3>( Right );
         Result._Columns[ 3 ] += _Columns[ 3 ];
         return Result;
     }
-    CVector3 TransformPoint( const CVector3& Point ) const
-    {
-        return _Columns[ 0 ] * Point.X() + _Columns[ 1 ] * Point.Y() + _Columns[ 2 ] * Point.Z() + _Columns[ 3 ];
-    }
-    friend bool operator==( const CMatrix3x4& Left, const CMatrix3x4& Right ) = default;
-
-private:
-    CVector3 _Columns[ 4 ];
+    CVector3 TransformPoint( const CVector3& Point ) const { return Combine<3>( Point ) + _Columns[ 3 ]; }
 };
 
-class CMatrix4x4
+class CMatrix4x4 : public NDetail::CColumnMatrix<CMatrix4x4, 4, 4>
 {
 public:
     // The zero matrix.
     CMatrix4x4() = default;
-    static CMatrix4x4 Identity();
-    // From the sixteen values written row after row.
-    static CMatrix4x4 FromRows( const float ( &Rows )[ 16 ] );
 
-    float& operator()( int32 Row, int32 Column ) { return _Columns[ Column ]._Values[ Row ]; }
-    float operator()( int32 Row, int32 Column ) const { return _Columns[ Column ]._Values[ Row ]; }
-    const CVector4& GetColumn( int32 Column ) const { return _Columns[ Column ]; }
     const float* GetData() const { return _Columns[ 0 ]._Values; }
     float* GetData() { return _Columns[ 0 ]._Values; }
 
-    CMatrix4x4 operator*( float Scale ) const
-    {
-        CMatrix4x4 Result = *this;
-        for ( CVector4& Column : Result._Columns )
-        {
-            Column *= Scale;
-        }
-        return Result;
-    }
+    using CColumnMatrix::operator*;
     // The scalar product: result column j is A.col0 * B( 0, j ) + ... + A.col3 * B( 3, j ), summed in that order.
-    CMatrix4x4 operator*( const CMatrix4x4& Right ) const
-    {
-        CMatrix4x4 Result;
-        for ( int32 J = 0; J < 4; ++J )
-        {
-            const CVector4& B = Right._Columns[ J ];
-            Result._Columns[ J ] = _Columns[ 0 ] * B._Values[ 0 ] + _Columns[ 1 ] * B._Values[ 1 ] + _Columns[ 2 ] * B._Values[ 2 ] +
-                                 _Columns[ 3 ] * B._Values[ 3 ];
-        }
-        return Result;
-    }
-    CVector4 operator*( const CVector4& Value ) const
-    {
-        return _Columns[ 0 ] * Value.X() + _Columns[ 1 ] * Value.Y() + _Columns[ 2 ] * Value.Z() + _Columns[ 3 ] * Value.W();
-    }
-    friend bool operator==( const CMatrix4x4& Left, const CMatrix4x4& Right ) = default;
+    CMatrix4x4 operator*( const CMatrix4x4& Right ) const { return ProductWith<4>( Right ); }
+    CVector4 operator*( const CVector4& Value ) const { return Combine<4>( Value ); }
 
     // By 2 by 2 minors of the upper and the lower two rows.
     float Determinant() const;
     // With a determinant of absolute value above 1e-5, stores the inverse (the adjugate divided by the
     // determinant) in Result and returns true; otherwise returns false and leaves Result alone.
     bool TryInvert( CMatrix4x4& Result ) const;
-
-private:
-    CVector4 _Columns[ 4 ];
 };
 
 namespace NDetail
@@ -337,22 +335,8 @@ public:
             _Columns[ J ] = LoadColumn( Matrix.GetColumn( J )._Values );
         }
     }
-    explicit CSimdMatrix4x4( const CMatrix3x3& Matrix )
-    {
-        for ( int32 J = 0; J < 3; ++J )
-        {
-            _Columns[ J ] = MakeColumn( Matrix.GetColumn( J ), 0.0f );
-        }
-        _Columns[ 3 ] = MakeColumn( CVector3(), 1.0f );
-    }
-    explicit CSimdMatrix4x4( const CMatrix3x4& Matrix )
-    {
-        for ( int32 J = 0; J < 3; ++J )
-        {
-            _Columns[ J ] = MakeColumn( Matrix.GetColumn( J ), 0.0f );
-        }
-        _Columns[ 3 ] = MakeColumn( Matrix.GetColumn( 3 ), 1.0f );
-    }
+    explicit CSimdMatrix4x4( const CMatrix3x3& Matrix ) { Expand( Matrix, CVector3() ); }
+    explicit CSimdMatrix4x4( const CMatrix3x4& Matrix ) { Expand( Matrix, Matrix.GetColumn( 3 ) ); }
 
     CMatrix4x4 ToMatrix4x4() const
     {
@@ -364,34 +348,8 @@ public:
         return Result;
     }
     // Cut back: the first three lanes of the first three columns, and of the fourth for 3x4.
-    CMatrix3x3 ToMatrix3x3() const
-    {
-        alignas( 16 ) float Lanes[ 4 ][ 4 ];
-        StoreAll( Lanes );
-        CMatrix3x3 Result;
-        for ( int32 J = 0; J < 3; ++J )
-        {
-            for ( int32 I = 0; I < 3; ++I )
-            {
-                Result( I, J ) = Lanes[ J ][ I ];
-            }
-        }
-        return Result;
-    }
-    CMatrix3x4 ToMatrix3x4() const
-    {
-        alignas( 16 ) float Lanes[ 4 ][ 4 ];
-        StoreAll( Lanes );
-        CMatrix3x4 Result;
-        for ( int32 J = 0; J < 4; ++J )
-        {
-            for ( int32 I = 0; I < 3; ++I )
-            {
-                Result( I, J ) = Lanes[ J ][ I ];
-            }
-        }
-        return Result;
-    }
+    CMatrix3x3 ToMatrix3x3() const { return CutBack<CMatrix3x3, 3>(); }
+    CMatrix3x4 ToMatrix3x4() const { return CutBack<CMatrix3x4, 4>(); }
 
     friend CSimdMatrix4x4 operator*( const CSimdMatrix4x4& Left, const CSimdMatrix4x4& Right )
     {
@@ -407,6 +365,8 @@ public:
         const __m128 Row1 = _mm_shuffle_ps( Low01, Low23, _MM_SHUFFLE( 3, 1, 3, 1 ) );
         const __m128 Row2 = _mm_shuffle_ps( High01, High23, _MM_SHUFFLE( 2, 0, 2, 0 ) );
         const __m128 Row3 = _mm_shuffle_ps( High01, High23, _MM_SHUFFLE( 3, 1, 3, 1 ) );
+        // Unrolled, the columns of Right stay in registers instead of passing through the stack.
+#pragma GCC unroll 4
         for ( int32 J = 0; J < 4; ++J )
         {
             const __m128 Column = Right._Columns[ J ];
@@ -457,6 +417,32 @@ private:
 #endif
 
     CSimdMatrix4x4() = default;
+
+    template <typename MatrixT>
+    void Expand( const MatrixT& Matrix, const CVector3& LastColumn )
+    {
+        for ( int32 J = 0; J < 3; ++J )
+        {
+            _Columns[ J ] = MakeColumn( Matrix.GetColumn( J ), 0.0f );
+        }
+        _Columns[ 3 ] = MakeColumn( LastColumn, 1.0f );
+    }
+
+    template <typename MatrixT, int32 nColumns>
+    MatrixT CutBack() const
+    {
+        alignas( 16 ) float Lanes[ 4 ][ 4 ];
+        StoreAll( Lanes );
+        MatrixT Result;
+        for ( int32 J = 0; J < nColumns; ++J )
+        {
+            for ( int32 I = 0; I < 3; ++I )
+            {
+                Result( I, J ) = Lanes[ J ][ I ];
+            }
+        }
+        return Result;
+    }
 
     void StoreAll( float ( &Lanes )[ 4 ][ 4 ] ) const
     {

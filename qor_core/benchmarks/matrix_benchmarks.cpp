@@ -25,79 +25,63 @@ CMatrix3x4 s_Matrix3x4B( s_Matrix4x4B );
 CMatrix3x3 s_Matrix3x3A = MakeMatrix3x3( 3.7f );
 CMatrix3x3 s_Matrix3x3B = MakeMatrix3x3( 0.2f );
 
-void Matrix4x4_SimdMultiply( benchmark::State& state )
+// The product is formed and stored in every pass; the sink keeps the stored result.
+template <typename ProductT>
+void RunProduct( benchmark::State& state, ProductT Product )
 {
     for ( auto _ : state )
     {
-        const CSimdMatrix4x4 A( s_Matrix4x4A );
-        const CSimdMatrix4x4 B( s_Matrix4x4B );
-        CMatrix4x4 Result = ( A * B ).ToMatrix4x4();
+        auto Result = Product();
         benchmark::DoNotOptimize( Result );
     }
+}
+
+// Copies both operands into the vector form, multiplies, and copies the result out.
+void Matrix4x4_SimdMultiply( benchmark::State& state )
+{
+    RunProduct( state,
+                [] { return ( CSimdMatrix4x4( s_Matrix4x4A ) * CSimdMatrix4x4( s_Matrix4x4B ) ).ToMatrix4x4(); } );
 }
 
 void Matrix4x4_ScalarMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix4x4 Result = s_Matrix4x4A * s_Matrix4x4B;
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state, [] { return s_Matrix4x4A * s_Matrix4x4B; } );
 }
 
 void Matrix3x3_SimdMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix3x3 Result = ( CSimdMatrix4x4( s_Matrix3x3A ) * CSimdMatrix4x4( s_Matrix3x3B ) ).ToMatrix3x3();
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state,
+                [] { return ( CSimdMatrix4x4( s_Matrix3x3A ) * CSimdMatrix4x4( s_Matrix3x3B ) ).ToMatrix3x3(); } );
 }
 
 void Matrix3x3_ScalarMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix3x3 Result = s_Matrix3x3A * s_Matrix3x3B;
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state, [] { return s_Matrix3x3A * s_Matrix3x3B; } );
 }
 
 void Matrix3x4_SimdMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix3x4 Result = ( CSimdMatrix4x4( s_Matrix3x4A ) * CSimdMatrix4x4( s_Matrix3x4B ) ).ToMatrix3x4();
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state,
+                [] { return ( CSimdMatrix4x4( s_Matrix3x4A ) * CSimdMatrix4x4( s_Matrix3x4B ) ).ToMatrix3x4(); } );
 }
 
 void Matrix3x4_ScalarMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix3x4 Result = s_Matrix3x4A * s_Matrix3x4B;
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state, [] { return s_Matrix3x4A * s_Matrix3x4B; } );
 }
 
 void Matrix3x4_4x4_SimdMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix4x4 Result = ( CSimdMatrix4x4( s_Matrix3x4A ) * CSimdMatrix4x4( s_Matrix4x4B ) ).ToMatrix4x4();
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state,
+                [] { return ( CSimdMatrix4x4( s_Matrix3x4A ) * CSimdMatrix4x4( s_Matrix4x4B ) ).ToMatrix4x4(); } );
 }
 
 void Matrix4x4_3x4_SimdMultiply( benchmark::State& state )
 {
-    for ( auto _ : state )
-    {
-        CMatrix4x4 Result = ( CSimdMatrix4x4( s_Matrix4x4A ) * CSimdMatrix4x4( s_Matrix3x4B ) ).ToMatrix4x4();
-        benchmark::DoNotOptimize( Result );
-    }
+    RunProduct( state,
+                [] { return ( CSimdMatrix4x4( s_Matrix4x4A ) * CSimdMatrix4x4( s_Matrix3x4B ) ).ToMatrix4x4(); } );
 }
+
 } // namespace
 
 BENCHMARK( Matrix4x4_SimdMultiply );
