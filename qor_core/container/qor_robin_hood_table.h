@@ -1,0 +1,698 @@
+#pragma once
+
+// CQorRobinHoodTable: the open-addressing hash table under the library's unordered set and map. It differs
+// from std::unordered_set in ways the library relies on:
+// - linear probing with Robin Hood displacement and a one-byte probe distance per entry (0 empty, 1 home,
+//   255 the end sentinel), so an entry of uint32 is 8 bytes;
+// - a power-of-two bucket count, and probes never wrap: an overflow tail of _nMaxDistance entries follows
+//   the buckets, then the sentinel. _nMaxDistance = log2( buckets ) + 2 bounds every probe, so a poor hash
+//   makes the table grow early rather than probe long;
+// - erase shifts the chain back, with no tombstones; the buckets never shrink;
+// - an empty table points at a shared static array, owns no memory and needs no branch on lookup;
+// - the caller passes the hash with every call (the set and map layers compute it);
+// - it never throws: misuse is an assertion, and only a table that can't grow past 2^30 buckets aborts.
+
+#include "qor_core/allocator/qor_inline_buffer_allocator.h"
+#include "qor_core/miscmath.h"
+#include "qor_core/qor_assert.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace NQorRobinHoodTable
+{
+constexpr uint8 nEmptyDistance = 0;
+constexpr uint8 nSentinelDistance = 255;
+
+// Entries of items aligned below 8 don't store the hash: it is computed again at rehash. Above that the hash
+// sits in room that alignment would waste anyway.
+template <typename T, bool bStoresHash = ( alignof( T ) >= 8 )>
+struct SEntry;
+
+template <typename T>
+struct SEntry<T, false>
+{
+    static constexpr bool bStoresHash = false;
+    uint8 _nDistance;
+    alignas( T ) unsigned char _Value[ sizeof( T ) ];
+
+    T& Value() { return *std::launder( reinterpret_cast<T*>( _Value ) ); }
+    const T& Value() const { return *std::launder( reinterpret_cast<const T*>( _Value ) ); }
+    bool IsLive() const { return _nDistance != nEmptyDistance && _nDistance != nSentinelDistance; }
+};
+
+template <typename T>
+struct SEntry<T, true>
+{
+    static constexpr bool bStoresHash = true;
+    uint32 _nHash;
+    uint8 _nDistance;
+    alignas( T ) unsigned char _Value[ sizeof( T ) ];
+
+    T& Value() { return *std::launder( reinterpret_cast<T*>( _Value ) ); }
+    const T& Value() const { return *std::launder( reinterpret_cast<const T*>( _Value ) ); }
+    bool IsLive() const { return _nDistance != nEmptyDistance && _nDistance != nSentinelDistance; }
+};
+
+// The entry count of a table of 2^nLog2Buckets buckets: the buckets, the overflow tail and the sentinel.
+constexpr int32 EntryCountForLog2( int32 nLog2Buckets )
+{
+    return ( 1 << nLog2Buckets ) + nLog2Buckets + 3;
+}
+
+// The shared array of every unused table of one entry type: one empty entry, then the sentinel. Never written.
+template <typename EntryT>
+EntryT* GetStaticEmptyTable()
+{
+    static EntryT s_Entries[ 2 ] = { [] {
+                                        EntryT Entry{};
+                                        Entry._nDistance = nEmptyDistance;
+                                        return Entry;
+                                    }(),
+                                     [] {
+                                         EntryT Entry{};
+                                         Entry._nDistance = nSentinelDistance;
+                                         return Entry;
+                                     }() };
+    return s_Entries;
+}
+
+// Size, bucket count and bytes used, as GetStats reports them.
+struct SStats
+{
+    int32 nSize = 0;
+    int32 nBuckets = 0;
+    int32 nMemory = 0;
+};
+
+// A pointer to an entry that skips empty entries as it advances. It stops at the sentinel by its non-zero
+// distance, so the loop compares no bound.
+template <typename EntryT, typename ValueT>
+class CIterator
+{
+public:
+    using value_type = std::remove_const_t<ValueT>;
+    using reference = ValueT&;
+    using pointer = ValueT*;
+    using difference_type = std::ptrdiff_t;
+    using iterator_category = std::forward_iterator_tag;
+
+    CIterator() = default;
+    explicit CIterator( EntryT* pEntry ) : _pEntry( pEntry ) {}
+    // The mutable iterator converts to the const one.
+    template <typename OtherEntryT, typename OtherValueT,
+              typename = std::enable_if_t<std::is_convertible_v<OtherEntryT*, EntryT*>>>
+    CIterator( const CIterator<OtherEntryT, OtherValueT>& Other ) : _pEntry( Other.GetEntry() )
+    {
+    }
+
+    reference operator*() const { return _pEntry->Value(); }
+    pointer operator->() const { return &_pEntry->Value(); }
+    CIterator& operator++()
+    {
+        ++_pEntry;
+        SkipEmpty();
+        return *this;
+    }
+    CIterator operator++( int )
+    {
+        CIterator Previous = *this;
+        ++*this;
+        return Previous;
+    }
+    friend bool operator==( const CIterator& Left, const CIterator& Right ) = default;
+
+    EntryT* GetEntry() const { return _pEntry; }
+    void SkipEmpty()
+    {
+        while ( _pEntry->_nDistance == nEmptyDistance )
+        {
+            ++_pEntry;
+        }
+    }
+
+private:
+    EntryT* _pEntry = nullptr;
+};
+} // namespace NQorRobinHoodTable
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT = std::equal_to<T>>
+class CQorRobinHoodTable
+{
+public:
+    using EntryType = NQorRobinHoodTable::SEntry<T>;
+    using iterator = NQorRobinHoodTable::CIterator<EntryType, T>;
+    using const_iterator = NQorRobinHoodTable::CIterator<const EntryType, const T>;
+    using InsertResult = std::pair<iterator, bool>;
+
+    // Allocates nothing: the table starts on the shared empty array.
+    explicit CQorRobinHoodTable( CQorAllocator* pAlloc = GetGlobalAllocator() ) : _pAlloc( pAlloc )
+    {
+        QOR_ASSERT( _pAlloc && "Allocator must not be null" );
+    }
+    // A copy on the source's allocator, sized for about twice its items.
+    CQorRobinHoodTable( const CQorRobinHoodTable& Other ) : CQorRobinHoodTable( Other, Other._pAlloc ) {}
+    CQorRobinHoodTable( const CQorRobinHoodTable& Other, CQorAllocator* pAlloc ) : CQorRobinHoodTable( pAlloc )
+    {
+        *this = Other;
+    }
+    // Takes the source's array when the source's allocator may give it away; else the items move one by one.
+    CQorRobinHoodTable( CQorRobinHoodTable&& Other ) : CQorRobinHoodTable( std::move( Other ), Other._pAlloc ) {}
+    CQorRobinHoodTable( CQorRobinHoodTable&& Other, CQorAllocator* pAlloc ) : CQorRobinHoodTable( pAlloc )
+    {
+        *this = std::move( Other );
+    }
+    ~CQorRobinHoodTable() { Release(); }
+
+    CQorRobinHoodTable& operator=( const CQorRobinHoodTable& Other );
+    CQorRobinHoodTable& operator=( CQorRobinHoodTable&& Other );
+
+    // The entry holding an item equal to Key, or end().
+    template <typename KeyT>
+    iterator Find( uint32 nHash, const KeyT& Key )
+    {
+        return iterator( FindEntry( nHash, Key ) );
+    }
+    template <typename KeyT>
+    const_iterator Find( uint32 nHash, const KeyT& Key ) const
+    {
+        return const_iterator( const_cast<CQorRobinHoodTable*>( this )->FindEntry( nHash, Key ) );
+    }
+
+    // Inserts Value unless an equal item is present; the bool tells which. REQUIRES: nHash is the hash of Value.
+    InsertResult Insert( uint32 nHash, const T& Value ) { return InsertItem( nHash, Value ); }
+    InsertResult Insert( uint32 nHash, T&& Value ) { return InsertItem( nHash, std::move( Value ) ); }
+
+    // For map items (a Key and a Value field): inserts { Key, MappedValue }, or overwrites the mapped value
+    // of the item with an equal key, returning false.
+    template <typename KeyT, typename MappedT>
+    InsertResult InsertOrAssign( uint32 nHash, KeyT&& Key, MappedT&& MappedValue )
+    {
+        EntryType* pEntry = FindEntry( nHash, Key );
+        if ( pEntry != EndEntry() )
+        {
+            pEntry->Value().Value = std::forward<MappedT>( MappedValue );
+            return { iterator( pEntry ), false };
+        }
+        return InsertItem( nHash, T{ std::forward<KeyT>( Key ), std::forward<MappedT>( MappedValue ) } );
+    }
+
+    // Removes the item and shifts its chain back. The iterator stays at the same place, which now holds the
+    // next item of the chain or is empty: test it before advancing.
+    iterator Erase( iterator Where );
+    // False, erasing nothing, when no item equals Key.
+    template <typename KeyT>
+    bool Remove( uint32 nHash, const KeyT& Key )
+    {
+        EntryType* pEntry = FindEntry( nHash, Key );
+        if ( pEntry->_nDistance == NQorRobinHoodTable::nSentinelDistance )
+        {
+            return false;
+        }
+        Erase( iterator( pEntry ) );
+        return true;
+    }
+    // Destroys the items and keeps the buckets.
+    void Clear();
+
+    // Bucket order.
+    iterator begin()
+    {
+        iterator It( _pEntries );
+        It.SkipEmpty();
+        return It;
+    }
+    iterator end() { return iterator( EndEntry() ); }
+    const_iterator begin() const { return const_cast<CQorRobinHoodTable*>( this )->begin(); }
+    const_iterator end() const { return const_cast<CQorRobinHoodTable*>( this )->end(); }
+
+    // Moves the items to a fresh array of 2^nLog2Buckets buckets. REQUIRES: 1 <= nLog2Buckets <= 30.
+    void Rehash( int32 nLog2Buckets );
+    // Gives an unused table an outside array of nBufferSize entries for nBuckets buckets.
+    // REQUIRES: the table is unused, nBuckets is a power of two, and nBufferSize >= 2^L + L + 3, L = log2.
+    void SetBuffer( EntryType* pBuffer, int32 nBufferSize, int32 nBuckets );
+    void GetStats( NQorRobinHoodTable::SStats& Stats ) const;
+    void Swap( CQorRobinHoodTable& Other );
+
+    int32 GetSize() const { return _nSize; }
+    bool IsEmpty() const { return _nSize == 0; }
+    int32 GetBucketCount() const { return IsUnused() ? 0 : _nMask + 1; }
+    int32 GetMaxDistance() const { return _nMaxDistance; }
+    CQorAllocator* GetAllocator() const { return _pAlloc; }
+
+    // Checks the table's invariants: every live item within _nMaxDistance of its home at the distance it
+    // records, no entry more than one closer to home than its predecessor, the last tail entry empty, the
+    // sentinel in place, the live count equal to the size.
+    bool Validate() const;
+
+protected:
+    bool IsUnused() const { return _pEntries == NQorRobinHoodTable::GetStaticEmptyTable<EntryType>(); }
+    EntryType* EndEntry() const { return _pEntries + _nMask + _nMaxDistance + 1; }
+    // Destroys the items and gives the array back; the table is unused afterwards.
+    void Release();
+
+private:
+    static uint32 HashOf( const EntryType& Entry )
+    {
+        if constexpr ( EntryType::bStoresHash )
+        {
+            return Entry._nHash;
+        }
+        else
+        {
+            return static_cast<uint32>( ItemHasherT()( Entry.Value() ) );
+        }
+    }
+    static void SetHash( [[maybe_unused]] EntryType& Entry, [[maybe_unused]] uint32 nHash )
+    {
+        if constexpr ( EntryType::bStoresHash )
+        {
+            Entry._nHash = nHash;
+        }
+    }
+    static void CopyHash( [[maybe_unused]] EntryType& Target, [[maybe_unused]] const EntryType& Source )
+    {
+        if constexpr ( EntryType::bStoresHash )
+        {
+            Target._nHash = Source._nHash;
+        }
+    }
+    // Marks every entry below the sentinel empty and writes the sentinel.
+    void ResetEntries()
+    {
+        EntryType* pSentinel = EndEntry();
+        for ( EntryType* pEntry = _pEntries; pEntry != pSentinel; ++pEntry )
+        {
+            pEntry->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+        }
+        pSentinel->_nDistance = NQorRobinHoodTable::nSentinelDistance;
+    }
+
+    template <typename KeyT>
+    EntryType* FindEntry( uint32 nHash, const KeyT& Key )
+    {
+        EntryType* pEntry = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
+        for ( uint32 nDistance = 1; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
+        {
+            if ( _Equals( pEntry->Value(), Key ) )
+            {
+                return pEntry;
+            }
+        }
+        return EndEntry();
+    }
+
+    template <typename ValueT>
+    InsertResult InsertItem( uint32 nHash, ValueT&& Value );
+    void Grow();
+
+    [[no_unique_address]] ItemHasherT _Hasher;
+    [[no_unique_address]] ItemEqualsT _Equals;
+    EntryType* _pEntries = NQorRobinHoodTable::GetStaticEmptyTable<EntryType>();
+    int32 _nSize = 0;
+    int32 _nMask = 0;
+    uint8 _nMaxDistance = 0;
+    float _fMaxLoadFactor = 0.9f;
+    CQorAllocator* _pAlloc;
+};
+
+// A table that starts in inline storage of 2^nLog2Buckets buckets placed right behind it, and moves to the
+// fall-back allocator (the global one by default) only when it must grow.
+template <typename T, typename ItemHasherT, typename ItemEqualsT, int32 nLog2Buckets>
+class CQorHybridRobinHoodTable : public CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>
+{
+    using BaseType = CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>;
+
+public:
+    using EntryType = typename BaseType::EntryType;
+    static constexpr int32 nInlineEntries = NQorRobinHoodTable::EntryCountForLog2( nLog2Buckets );
+    using AllocatorType = CQorHybridInlineBufferAllocator<EntryType, nInlineEntries, int>;
+
+    explicit CQorHybridRobinHoodTable( CQorAllocator* pFallback = GetGlobalAllocator() )
+        : BaseType( &_Allocator ), _Allocator( pFallback )
+    {
+        UseInlineBuffer();
+    }
+    CQorHybridRobinHoodTable( const CQorHybridRobinHoodTable& Other )
+        : BaseType( &_Allocator ), _Allocator( Other._Allocator.GetFallbackAllocator() )
+    {
+        UseInlineBuffer();
+        BaseType::operator=( Other );
+    }
+    CQorHybridRobinHoodTable& operator=( const CQorHybridRobinHoodTable& Other )
+    {
+        BaseType::operator=( Other );
+        return *this;
+    }
+    CQorHybridRobinHoodTable& operator=( CQorHybridRobinHoodTable&& Other )
+    {
+        BaseType::operator=( std::move( Other ) );
+        return *this;
+    }
+    // The allocator member dies before the base: the array is given back here, while it still lives.
+    ~CQorHybridRobinHoodTable() { this->Release(); }
+
+private:
+    void UseInlineBuffer()
+    {
+        EntryType* pBuffer = nullptr;
+        int nCapacity = 0;
+        _Allocator.GetBuffer( pBuffer, nCapacity );
+        this->SetBuffer( pBuffer, nCapacity, 1 << nLog2Buckets );
+    }
+
+    AllocatorType _Allocator;
+};
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+template <typename ValueT>
+auto CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::InsertItem( uint32 nHash, ValueT&& Value ) -> InsertResult
+{
+    using namespace NQorRobinHoodTable;
+    EntryType* pEntry = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
+    uint32 nDistance = 1;
+    for ( ; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
+    {
+        if ( _Equals( pEntry->Value(), Value ) )
+        {
+            return { iterator( pEntry ), false };
+        }
+    }
+    // The divisor is the mask, not the bucket count. On the shared empty array the distance test decides
+    // first, so the mask of 0 is never divided by.
+    if ( nDistance > _nMaxDistance || float( _nSize + 1 ) / float( _nMask ) > _fMaxLoadFactor )
+    {
+        Grow();
+        return InsertItem( nHash, std::forward<ValueT>( Value ) );
+    }
+    if ( pEntry->_nDistance == nEmptyDistance )
+    {
+        ::new ( static_cast<void*>( pEntry->_Value ) ) T( std::forward<ValueT>( Value ) );
+        pEntry->_nDistance = static_cast<uint8>( nDistance );
+        SetHash( *pEntry, nHash );
+        ++_nSize;
+        return { iterator( pEntry ), true };
+    }
+    EntryType* pNext = pEntry + 1;
+    if ( pNext->_nDistance == nEmptyDistance )
+    {
+        // The common two-entry case: the displaced item steps aside by one.
+        ::new ( static_cast<void*>( pNext->_Value ) ) T( std::move( pEntry->Value() ) );
+        pNext->_nDistance = static_cast<uint8>( pEntry->_nDistance + 1 );
+        CopyHash( *pNext, *pEntry );
+        pEntry->Value() = std::forward<ValueT>( Value );
+        pEntry->_nDistance = static_cast<uint8>( nDistance );
+        SetHash( *pEntry, nHash );
+        ++_nSize;
+        return { iterator( pEntry ), true };
+    }
+
+    // The new item takes this place; the displaced one is carried along the chain, swapping with every item
+    // closer to its home than the carried one would be. Only the entries with a stored hash carry one.
+    T Carried( std::move( pEntry->Value() ) );
+    EntryType CarriedHash;
+    CopyHash( CarriedHash, *pEntry );
+    uint32 nCarriedDistance = pEntry->_nDistance + 1u;
+    pEntry->Value() = std::forward<ValueT>( Value );
+    pEntry->_nDistance = static_cast<uint8>( nDistance );
+    SetHash( *pEntry, nHash );
+    EntryType* const pInserted = pEntry;
+    for ( ;; )
+    {
+        ++pEntry;
+        if ( pEntry->_nDistance == nEmptyDistance )
+        {
+            ::new ( static_cast<void*>( pEntry->_Value ) ) T( std::move( Carried ) );
+            pEntry->_nDistance = static_cast<uint8>( nCarriedDistance );
+            CopyHash( *pEntry, CarriedHash );
+            ++_nSize;
+            return { iterator( pInserted ), true };
+        }
+        if ( pEntry->_nDistance < nCarriedDistance )
+        {
+            using std::swap;
+            swap( Carried, pEntry->Value() );
+            if constexpr ( EntryType::bStoresHash )
+            {
+                swap( CarriedHash._nHash, pEntry->_nHash );
+            }
+            const uint32 nEntryDistance = pEntry->_nDistance;
+            pEntry->_nDistance = static_cast<uint8>( nCarriedDistance );
+            nCarriedDistance = nEntryDistance + 1;
+            continue;
+        }
+        if ( ++nCarriedDistance > _nMaxDistance )
+        {
+            break;
+        }
+    }
+    // The chain ran out of distance. The new item goes back into the carry and the old one it displaced
+    // returns to its place; its recorded distance no longer matters, as the growth rebuilds every entry.
+    using std::swap;
+    swap( Carried, pInserted->Value() );
+    CopyHash( *pInserted, CarriedHash );
+    Grow();
+    return InsertItem( nHash, std::move( Carried ) );
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Grow()
+{
+    const int32 nBuckets = _nMask + 1;
+    const int32 nNewLog2 = std::max<int32>( Log2Ceil( nBuckets ) + 1, 3 );
+    if ( nNewLog2 >= 31 )
+    {
+        QOR_ASSERT_MSG( false, "CQorRobinHoodTable can't grow from from %d buckets.", nBuckets );
+        std::abort();
+    }
+    if ( nNewLog2 >= 10 )
+    {
+        QOR_ASSERT_MSG( float( _nSize ) / float( _nMask ) >= 0.1f,
+                        "Warning: robin hood table growing unexpectedly fast. (Load Factor = %0.1f%%, Log2( Size ) = %d)",
+                        100.0 * _nSize / _nMask, nNewLog2 );
+    }
+    Rehash( nNewLog2 );
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Rehash( int32 nLog2Buckets )
+{
+    if ( nLog2Buckets < 1 || nLog2Buckets > 30 )
+    {
+        QOR_ASSERT_MSG( false, "Invalid rehash requested for CQorRobinHoodTable (2^%d).", nLog2Buckets );
+        return;
+    }
+    EntryType* const pOld = _pEntries;
+    const bool bOldIsStatic = IsUnused();
+    const int32 nOldSize = _nSize;
+    _nSize = 0;
+    _nMask = ( 1 << nLog2Buckets ) - 1;
+    _nMaxDistance = static_cast<uint8>( nLog2Buckets + 2 );
+    const uint64 nEntries = static_cast<uint64>( _nMask ) + _nMaxDistance + 2;
+    _pEntries = static_cast<EntryType*>( _pAlloc->Allocate( nEntries * sizeof( EntryType ), alignof( EntryType ) ) );
+    ResetEntries();
+    if ( bOldIsStatic )
+    {
+        return;
+    }
+    // An insertion here may grow the table again; the walk goes on over the old array all the same.
+    int32 nSeen = 0;
+    for ( EntryType* pEntry = pOld; nSeen < nOldSize; ++pEntry )
+    {
+        if ( pEntry->IsLive() )
+        {
+            ++nSeen;
+            InsertItem( HashOf( *pEntry ), std::move( pEntry->Value() ) );
+            pEntry->Value().~T();
+        }
+    }
+    _pAlloc->Deallocate( pOld );
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::SetBuffer( EntryType* pBuffer, int32 nBufferSize, int32 nBuckets )
+{
+    QOR_ASSERT_MSG( IsUnused(), "Table should not be given a buffer after it has already been used." );
+    const int32 nLog2 = Log2Ceil( nBuckets );
+    QOR_ASSERT_MSG( nBufferSize >= NQorRobinHoodTable::EntryCountForLog2( nLog2 ),
+                    "Table should be given a buffer large enough to satisfy the requested bucket count." );
+    // A table that was used already loses its old array with its items: it starts over empty.
+    _pEntries = pBuffer;
+    _nSize = 0;
+    _nMask = nBuckets - 1;
+    _nMaxDistance = static_cast<uint8>( nLog2 + 2 );
+    ResetEntries();
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+auto CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Erase( iterator Where ) -> iterator
+{
+    EntryType* pCurrent = Where.GetEntry();
+    for ( EntryType* pNext = pCurrent + 1; pNext->_nDistance >= 2; ++pCurrent, ++pNext )
+    {
+        pCurrent->Value() = std::move( pNext->Value() );
+        pCurrent->_nDistance = static_cast<uint8>( pNext->_nDistance - 1 );
+        CopyHash( *pCurrent, *pNext );
+    }
+    pCurrent->Value().~T();
+    pCurrent->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+    --_nSize;
+    return Where;
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Clear()
+{
+    for ( EntryType* pEntry = _pEntries; _nSize > 0; ++pEntry )
+    {
+        if ( pEntry->IsLive() )
+        {
+            pEntry->Value().~T();
+            pEntry->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+            --_nSize;
+        }
+    }
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Release()
+{
+    if ( IsUnused() )
+    {
+        return;
+    }
+    Clear();
+    _pAlloc->Deallocate( _pEntries );
+    _pEntries = NQorRobinHoodTable::GetStaticEmptyTable<EntryType>();
+    _nMask = 0;
+    _nMaxDistance = 0;
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+auto CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::operator=( const CQorRobinHoodTable& Other ) -> CQorRobinHoodTable&
+{
+    if ( this == &Other )
+    {
+        return *this;
+    }
+    Clear();
+    _fMaxLoadFactor = Other._fMaxLoadFactor;
+    if ( Other._nSize > 0 )
+    {
+        const int32 nWanted = int32( float( Other._nSize ) * std::max( 1.0f / _fMaxLoadFactor, 1.9f ) + 1.0f );
+        Rehash( std::max<int32>( Log2Ceil( nWanted ), 3 ) );
+        for ( const EntryType* pEntry = Other._pEntries; _nSize < Other._nSize; ++pEntry )
+        {
+            if ( pEntry->IsLive() )
+            {
+                InsertItem( HashOf( *pEntry ), pEntry->Value() );
+            }
+        }
+    }
+    return *this;
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+auto CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::operator=( CQorRobinHoodTable&& Other ) -> CQorRobinHoodTable&
+{
+    if ( this == &Other )
+    {
+        return *this;
+    }
+    // An array that lives in its allocator's own storage can't change hands.
+    if ( _pAlloc == Other._pAlloc && !Other.IsUnused() && !_pAlloc->IsFixedBuffer( Other._pEntries ) )
+    {
+        Release();
+        _fMaxLoadFactor = Other._fMaxLoadFactor;
+        Swap( Other );
+        return *this;
+    }
+    Clear();
+    _fMaxLoadFactor = Other._fMaxLoadFactor;
+    if ( Other._nSize > 0 )
+    {
+        if ( IsUnused() || float( Other._nSize ) / float( _nMask ) > _fMaxLoadFactor )
+        {
+            const int32 nWanted = int32( float( Other._nSize ) * std::max( 1.0f / _fMaxLoadFactor, 1.9f ) + 1.0f );
+            Rehash( std::max<int32>( Log2Ceil( nWanted ), 3 ) );
+        }
+        for ( EntryType* pEntry = Other._pEntries; Other._nSize > 0; ++pEntry )
+        {
+            if ( pEntry->IsLive() )
+            {
+                InsertItem( HashOf( *pEntry ), std::move( pEntry->Value() ) );
+                pEntry->Value().~T();
+                pEntry->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+                --Other._nSize;
+            }
+        }
+    }
+    return *this;
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Swap( CQorRobinHoodTable& Other )
+{
+    QOR_ASSERT( _pAlloc == Other._pAlloc );
+    std::swap( _pEntries, Other._pEntries );
+    std::swap( _nSize, Other._nSize );
+    std::swap( _nMask, Other._nMask );
+    std::swap( _nMaxDistance, Other._nMaxDistance );
+    std::swap( _fMaxLoadFactor, Other._fMaxLoadFactor );
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+void CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::GetStats( NQorRobinHoodTable::SStats& Stats ) const
+{
+    if ( IsUnused() )
+    {
+        Stats = { 0, 0, static_cast<int32>( sizeof( *this ) ) };
+        return;
+    }
+    Stats.nSize = _nSize;
+    Stats.nBuckets = _nMask + 1;
+    Stats.nMemory = static_cast<int32>( ( _nMask + _nMaxDistance + 2 ) * sizeof( EntryType ) + sizeof( *this ) );
+}
+
+template <typename T, typename ItemHasherT, typename ItemEqualsT>
+bool CQorRobinHoodTable<T, ItemHasherT, ItemEqualsT>::Validate() const
+{
+    const EntryType* pSentinel = EndEntry();
+    if ( pSentinel->_nDistance != NQorRobinHoodTable::nSentinelDistance )
+    {
+        return false;
+    }
+    if ( IsUnused() )
+    {
+        return _nSize == 0 && _nMask == 0 && _nMaxDistance == 0;
+    }
+    if ( ( pSentinel - 1 )->_nDistance != NQorRobinHoodTable::nEmptyDistance )
+    {
+        return false;
+    }
+    int32 nLive = 0;
+    uint32 nPreviousDistance = 0;
+    for ( const EntryType* pEntry = _pEntries; pEntry != pSentinel; ++pEntry )
+    {
+        const uint32 nDistance = pEntry->_nDistance;
+        if ( nDistance > _nMaxDistance || nDistance > nPreviousDistance + 1 )
+        {
+            return false;
+        }
+        if ( nDistance != 0 )
+        {
+            const int64 nHome = HashOf( *pEntry ) & static_cast<uint32>( _nMask );
+            if ( pEntry - _pEntries - nHome + 1 != nDistance )
+            {
+                return false;
+            }
+            ++nLive;
+        }
+        nPreviousDistance = nDistance;
+    }
+    return nLive == _nSize;
+}

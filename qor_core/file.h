@@ -1,0 +1,102 @@
+#pragma once
+
+// CFile: the one stream every reader and writer of the library goes through. It offers a character
+// interface for the text lexers (GetChar, UngetChar, with the line number kept here), a block interface for
+// binary data, and positioning. A file is opened for reading or for writing, never both, and is binary
+// (type 0) or text (any other type). The virtual operations keep their order: it is the layout other
+// modules were built against.
+//
+// The line number moves when the character behind a newline is asked for, not when the newline itself is
+// given out, so that a lexer reporting an error on a newline names the line the newline ends.
+// A file object belongs to one thread at a time.
+
+#include "qor_core/qor_types.h"
+
+#include <string>
+
+class CBlob;
+
+class CFile
+{
+public:
+    enum : uint32
+    {
+        OPEN_READ = 0,
+        OPEN_WRITE = 1,
+        OPEN_WRITE_APPEND = 2,
+    };
+
+    // Receives the bytes of ReadRange block by block.
+    using FReadRangeCallback = void ( * )( void* pUser, const void* pData, int32 Size );
+
+    virtual ~CFile() = default;
+
+    // The next character of a text file. REQUIRES: a text file in a read mode.
+    virtual char GetChar() = 0;
+    // Makes the next GetChar give the last character again. REQUIRES: a text file in a read mode.
+    virtual void UngetChar( char Char );
+    // Starts over with a new type and mode; what the contents become depends on the mode.
+    virtual bool Reopen( uint32 Type, uint32 Mode ) = 0;
+    // Reads exactly Size bytes, or returns false.
+    virtual bool Read( void* pData, int32 Size ) = 0;
+    // Replaces the blob's contents by the whole file.
+    virtual bool ReadBlob( CBlob& Blob ) = 0;
+    // Reads four bytes in the processor's order.
+    virtual bool ReadInt32( int32* pValue ) = 0;
+    virtual void WriteBlob( const CBlob& Blob ) = 0;
+    virtual void WriteInt32( int32 Value ) = 0;
+    virtual void WriteUInt8( uint8 Value ) = 0;
+    virtual void Write( const void* pData, int32 Size ) = 0;
+    virtual bool IsGood() const = 0;
+    virtual void SetType( uint32 Type ) { _Type = Type; }
+    virtual bool Seek( uint64 Position );
+    virtual bool SeekEnd();
+    virtual bool Rewind();
+    virtual bool IsEof() const;
+    virtual int64 GetPosition() const = 0;
+    virtual int64 GetSize() const = 0;
+    // The last write time of the file, seconds since 1970; 0 when there is none.
+    virtual uint64 GetModifiedTime() const;
+    // The Fletcher-style sum of the first MaxSize bytes, or of all with -1: the first sum in the high half.
+    virtual uint32 GetChecksum( int32 MaxSize );
+    // Hands the bytes of [Start, End) to Callback, in blocks; End below 0 means the end of the file.
+    // REQUIRES: a read mode and 0 <= Start <= End <= GetSize(). Leaves the position at End.
+    virtual bool ReadRange( int32 Start, int32 End, FReadRangeCallback Callback, void* pUser );
+    // Whether the file exists in storage under its name.
+    virtual bool Exists() const;
+
+    bool IsBinary() const { return _Type == 0; }
+    bool IsWriteMode() const { return _Mode != OPEN_READ; }
+    uint32 GetType() const { return _Type; }
+    uint32 GetMode() const { return _Mode; }
+    int32 GetLineNumber() const { return _LineNumber; }
+    const std::string& GetFileName() const { return _FileName; }
+
+protected:
+    CFile( uint32 Type, uint32 Mode ) : _Type( Type ), _Mode( Mode ) {}
+    CFile( const CFile& ) = default;
+    CFile& operator=( const CFile& ) = delete;
+
+    // The state of a file just opened: every Reopen starts with it.
+    void ResetFile( uint32 Type, uint32 Mode );
+
+    int32 _LineNumber = 1;
+    // The last character given out.
+    char _LastChar = 0;
+    // The next GetChar gives _LastChar again.
+    bool _bUnget = false;
+    uint32 _Type;
+    uint32 _Mode;
+    std::string _FileName;
+};
+
+namespace NFile
+{
+// Folds Size bytes into the two running sums of the file checksum: for each byte A += byte, B += A, each
+// sum brought back below 65536 by subtracting 65535 when it passes 65535.
+void AddToChecksum( uint32& SumA, uint32& SumB, const void* pData, int64 Size );
+inline uint32 CombineChecksum( uint32 SumA, uint32 SumB )
+{
+    return ( SumA << 16 ) | SumB;
+}
+} // namespace NFile

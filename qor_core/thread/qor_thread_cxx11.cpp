@@ -1,0 +1,125 @@
+#include "qor_core/platform/qor_thread_services.h"
+#include "qor_core/qor_assert.h"
+#include "qor_core/thread/qor_thread.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace
+{
+std::atomic<uint32> g_nNextThreadNumber{ 0 };
+std::atomic<bool> g_bIsMainThreadSet{ false };
+std::atomic<NThreads::FThreadCallbackWrapper> g_ThreadCallbackWrapper{ nullptr };
+
+thread_local STaskThreadInfo t_TaskThreadInfo;
+
+void ThreadEntry( NThreads::FThreadFunction pFunction, void* pArg, const std::string& Name, bool bNamed )
+{
+    if ( bNamed )
+    {
+        NThreads::SetThreadName( Name.c_str() );
+    }
+    if ( NThreads::FThreadCallbackWrapper pWrapper = g_ThreadCallbackWrapper.load() )
+    {
+        pWrapper( pFunction, pArg );
+    }
+    else
+    {
+        pFunction( pArg );
+    }
+}
+} // namespace
+
+SThreadInfo::SThreadInfo() : _nThreadNumber( g_nNextThreadNumber.fetch_add( 1 ) ) {}
+
+namespace NThreads
+{
+SThreadInfo& GetThreadInfo()
+{
+    thread_local SThreadInfo t_ThreadInfo;
+    return t_ThreadInfo;
+}
+
+STaskThreadInfo& GetTaskThreadInfo()
+{
+    return t_TaskThreadInfo;
+}
+
+void SetMainThread()
+{
+    g_bIsMainThreadSet.store( true );
+    GetThreadInfo()._bIsMainThread = true;
+    SetThreadName( "Main Thread" );
+}
+
+bool IsMainThread()
+{
+    return g_bIsMainThreadSet.load() && GetThreadInfo()._bIsMainThread;
+}
+
+void SetThreadName( const char* pName )
+{
+    GetThreadInfo()._Name = pName ? pName : "";
+    NPlatform::SetDebuggerThreadName( pName );
+}
+
+const char* GetThreadName()
+{
+    return GetThreadInfo()._Name.c_str();
+}
+
+uint32 GetThreadNumber()
+{
+    return GetThreadInfo()._nThreadNumber;
+}
+
+int32 GetHardwareThreadCount()
+{
+    return NDetail::HardwareThreadCountFrom( std::thread::hardware_concurrency() );
+}
+
+int32 GetClampedHardwareThreadCount()
+{
+    return NDetail::ClampHardwareThreadCount( GetHardwareThreadCount() );
+}
+
+void SetThreadCallbackWrapper( FThreadCallbackWrapper pWrapper )
+{
+    const FThreadCallbackWrapper pPrevious = g_ThreadCallbackWrapper.exchange( pWrapper );
+    QOR_ASSERT_MSG( !pPrevious || !pWrapper,
+                    "Installing multiple thread callback wrappers is not currently supported" );
+}
+
+ThreadHandle CreateThread( FThreadFunction pFunction, void* pArg, const char* pName )
+{
+    return new std::thread( ThreadEntry, pFunction, pArg, std::string( pName ? pName : "" ), pName != nullptr );
+}
+
+void JoinThread( ThreadHandle Handle )
+{
+    QOR_ASSERT_MSG( Handle, "Attempting to operate on a NULL thread." );
+    if ( Handle && Handle->joinable() )
+    {
+        Handle->join();
+    }
+}
+
+void DestroyThread( ThreadHandle Handle )
+{
+    JoinThread( Handle );
+    delete Handle;
+}
+
+namespace NDetail
+{
+int32 HardwareThreadCountFrom( uint32 nReported )
+{
+    return nReported == 0 ? 4 : static_cast<int32>( nReported );
+}
+
+int32 ClampHardwareThreadCount( int32 nCount )
+{
+    return std::clamp( nCount, 4, 32 );
+}
+} // namespace NDetail
+} // namespace NThreads

@@ -1,0 +1,352 @@
+#include "qor_core/container/qor_robin_hood_table.h"
+
+#include "qor_core/qor_hash.h"
+#include "tests/assert_recorder.h"
+#include "tests/test_types.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace
+{
+struct SIdentity
+{
+    uint32 operator()( uint32 nKey ) const { return nKey; }
+};
+
+struct SMurmur
+{
+    uint32 operator()( uint32 nKey ) const { return HashBytes( 0, &nKey, 4 ); }
+};
+
+using CIdentityTable = CQorRobinHoodTable<uint32, SIdentity>;
+using CMurmurTable = CQorRobinHoodTable<uint32, SMurmur>;
+
+// An item aligned to 8, so its entries store the hash; it tracks its lifetime.
+struct alignas( 8 ) SBigItem
+{
+    CTrackedElement Key;
+    std::string Payload;
+
+    friend bool operator==( const SBigItem& Left, const SBigItem& Right ) { return Left.Key == Right.Key; }
+};
+struct SBigItemHasher
+{
+    uint32 operator()( const SBigItem& Item ) const { return static_cast<uint32>( Item.Key.Value() ) * 0x9E3779B9u; }
+};
+using CBigItemTable = CQorRobinHoodTable<SBigItem, SBigItemHasher>;
+
+std::vector<uint32> Contents( const CIdentityTable& Table )
+{
+    return std::vector<uint32>( Table.begin(), Table.end() );
+}
+} // namespace
+
+static_assert( sizeof( NQorRobinHoodTable::SEntry<uint32> ) == 8, "the one-byte distance keeps uint32 entries at 8" );
+static_assert( !NQorRobinHoodTable::SEntry<uint32>::bStoresHash );
+static_assert( NQorRobinHoodTable::SEntry<SBigItem>::bStoresHash );
+static_assert( sizeof( NQorRobinHoodTable::SEntry<SBigItem> ) == 8 + sizeof( SBigItem ) );
+
+TEST( CQorRobinHoodTable, EmptyTableOwnsNothing )
+{
+    CCountingAllocator Allocator;
+    CIdentityTable Table( &Allocator );
+    EXPECT_EQ( Table.Find( 5, 5u ), Table.end() );
+    EXPECT_EQ( Table.begin(), Table.end() );
+    EXPECT_FALSE( Table.Remove( 5, 5u ) );
+    NQorRobinHoodTable::SStats Stats;
+    Table.GetStats( Stats );
+    EXPECT_EQ( Stats.nSize, 0 );
+    EXPECT_EQ( Stats.nBuckets, 0 );
+    EXPECT_EQ( Stats.nMemory, static_cast<int32>( sizeof( CIdentityTable ) ) );
+    EXPECT_TRUE( Table.Validate() );
+    Table.Clear();
+    EXPECT_EQ( Allocator.AllocateCalls(), 0 );
+}
+
+TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
+{
+    CCountingAllocator Allocator;
+    {
+        CIdentityTable Table( &Allocator );
+        EXPECT_TRUE( Table.Insert( 3, 3u ).second );
+        EXPECT_EQ( Table.GetBucketCount(), 8 );
+        EXPECT_EQ( Table.GetMaxDistance(), 5 );
+        ASSERT_EQ( Allocator.AllocateCalls(), 1 );
+        EXPECT_EQ( Allocator.Allocations()[ 0 ].nSize, 14 * sizeof( NQorRobinHoodTable::SEntry<uint32> ) );
+        NQorRobinHoodTable::SStats Stats;
+        Table.GetStats( Stats );
+        EXPECT_EQ( Stats.nMemory, static_cast<int32>( 14 * 8 + sizeof( CIdentityTable ) ) );
+
+        for ( uint32 nKey = 10; nKey < 15; ++nKey )
+        {
+            Table.Insert( nKey, nKey );
+        }
+        EXPECT_EQ( Table.GetSize(), 6 );
+        EXPECT_EQ( Table.GetBucketCount(), 8 ) << "6 / 7 is within the load limit";
+        Table.Insert( 20, 20u );
+        EXPECT_EQ( Table.GetBucketCount(), 16 ) << "7 / 7 is above it";
+        EXPECT_EQ( Table.GetMaxDistance(), 6 );
+        EXPECT_TRUE( Table.Validate() );
+        for ( uint32 nKey : { 3u, 10u, 11u, 12u, 13u, 14u, 20u } )
+        {
+            EXPECT_NE( Table.Find( nKey, nKey ), Table.end() ) << nKey;
+        }
+    }
+    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
+}
+
+TEST( CQorRobinHoodTable, GrowsByDistanceBelowTheLoadLimit )
+{
+    CIdentityTable Table;
+    // Five keys with home bucket 2 of 8 fill distances 1 to 5; the sixth would stand at 6.
+    for ( uint32 nKey = 2; nKey < 42; nKey += 8 )
+    {
+        Table.Insert( nKey, nKey );
+    }
+    EXPECT_EQ( Table.GetBucketCount(), 8 );
+    Table.Insert( 42, 42u );
+    EXPECT_EQ( Table.GetBucketCount(), 16 );
+    EXPECT_EQ( Table.GetSize(), 6 );
+    EXPECT_TRUE( Table.Validate() );
+}
+
+TEST( CQorRobinHoodTable, ChainsFromTheLastBucketRunIntoTheTail )
+{
+    CIdentityTable Table;
+    Table.Rehash( 4 );
+    for ( uint32 I = 0; I < 5; ++I )
+    {
+        Table.Insert( 15, 15 + 16 * I );
+    }
+    EXPECT_EQ( Table.GetBucketCount(), 16 );
+    EXPECT_TRUE( Table.Validate() );
+    for ( uint32 I = 0; I < 5; ++I )
+    {
+        const auto It = Table.Find( 15, 15 + 16 * I );
+        ASSERT_NE( It, Table.end() );
+        EXPECT_EQ( It.GetEntry()->_nDistance, I + 1 );
+    }
+    EXPECT_EQ( Contents( Table ), ( std::vector<uint32>{ 15, 31, 47, 63, 79 } ) );
+}
+
+TEST( CQorRobinHoodTable, EqualItemsAreRejected )
+{
+    CBigItemTable Table;
+    CTrackedElement::ResetCounts();
+    const auto First = Table.Insert( 7, SBigItem{ 7, "first" } );
+    const auto Second = Table.Insert( 7, SBigItem{ 7, "second" } );
+    EXPECT_TRUE( First.second );
+    EXPECT_FALSE( Second.second );
+    EXPECT_EQ( First.first, Second.first );
+    EXPECT_EQ( Second.first->Payload, "first" );
+    EXPECT_EQ( Table.GetSize(), 1 );
+}
+
+TEST( CQorRobinHoodTable, EraseShiftsTheChainBack )
+{
+    CIdentityTable Table;
+    Table.Rehash( 4 );
+    Table.Insert( 3, 3u );
+    Table.Insert( 3, 19u );
+    Table.Insert( 3, 35u );
+    auto It = Table.Erase( Table.Find( 3, 3u ) );
+    EXPECT_EQ( *It, 19u ) << "the follower moves into the erased place";
+    EXPECT_EQ( Table.Find( 3, 19u ).GetEntry()->_nDistance, 1 );
+    EXPECT_EQ( Table.Find( 3, 35u ).GetEntry()->_nDistance, 2 );
+    EXPECT_EQ( Table.Find( 3, 35u ).GetEntry()[ 1 ]._nDistance, 0 );
+    EXPECT_TRUE( Table.Validate() );
+
+    It = Table.Erase( Table.Find( 3, 35u ) );
+    EXPECT_EQ( It.GetEntry()->_nDistance, 0 ) << "the last of a chain only empties its entry";
+    EXPECT_TRUE( Table.Remove( 3, 19u ) );
+    EXPECT_FALSE( Table.Remove( 3, 19u ) );
+    EXPECT_EQ( Table.begin(), Table.end() );
+    EXPECT_EQ( Table.Find( 3, 3u ), Table.end() );
+    EXPECT_TRUE( Table.Validate() );
+}
+
+TEST( CQorRobinHoodTable, CopyIsSizedForTwiceItsItems )
+{
+    CMurmurTable Table;
+    for ( uint32 nKey = 0; nKey < 100; ++nKey )
+    {
+        Table.Insert( SMurmur()( nKey ), nKey );
+    }
+    CMurmurTable Copy( Table );
+    EXPECT_EQ( Copy.GetBucketCount(), 256 );
+    EXPECT_EQ( Copy.GetSize(), 100 );
+    for ( uint32 nKey = 0; nKey < 100; ++nKey )
+    {
+        EXPECT_NE( Copy.Find( SMurmur()( nKey ), nKey ), Copy.end() );
+    }
+    Copy = Copy;
+    EXPECT_EQ( Copy.GetSize(), 100 );
+
+    CMurmurTable Moved( std::move( Copy ) );
+    EXPECT_EQ( Moved.GetSize(), 100 );
+    EXPECT_EQ( Copy.GetSize(), 0 );
+    EXPECT_EQ( Copy.GetBucketCount(), 0 ) << "the array changed hands";
+    EXPECT_TRUE( Moved.Validate() );
+    EXPECT_TRUE( Copy.Validate() );
+}
+
+TEST( CQorRobinHoodTable, RejectsBadRehashAndBuffers )
+{
+    CAssertRecorder Asserts;
+    CIdentityTable Table;
+    Table.Rehash( 0 );
+    Table.Rehash( 31 );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Invalid rehash requested for CQorRobinHoodTable (2^0).",
+                                                            "Invalid rehash requested for CQorRobinHoodTable (2^31)." } ) );
+    EXPECT_EQ( Table.GetBucketCount(), 0 );
+    Asserts.Clear();
+
+    // The tables go on with buffers they don't own: an allocator that ignores foreign blocks takes them back.
+    CCountingAllocator Allocator;
+    NQorRobinHoodTable::SEntry<uint32> Buffer[ 40 ];
+    CIdentityTable Small( &Allocator );
+    Small.SetBuffer( Buffer, 18, 16 );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{
+                                    "Table should be given a buffer large enough to satisfy the requested bucket count." } );
+    Asserts.Clear();
+
+    CIdentityTable Used( &Allocator );
+    Used.SetBuffer( Buffer, 40, 32 );
+    EXPECT_TRUE( Asserts.Reports().empty() );
+    EXPECT_EQ( Used.GetMaxDistance(), 7 );
+    Used.Insert( 1, 1u );
+    EXPECT_TRUE( Used.Validate() );
+    NQorRobinHoodTable::SEntry<uint32> Other[ 40 ];
+    Used.SetBuffer( Other, 40, 32 );
+    EXPECT_EQ( Asserts.Texts(),
+               std::vector<std::string>{ "Table should not be given a buffer after it has already been used." } );
+    EXPECT_EQ( Used.GetSize(), 0 );
+    EXPECT_TRUE( Used.Validate() );
+}
+
+TEST( CQorRobinHoodTable, WarnsWhenAPoorHashGrowsItFast )
+{
+    CAssertRecorder Asserts;
+    CIdentityTable Table;
+    // Multiples of 1024 share home bucket 0 until the table has more than 1024 buckets.
+    for ( uint32 I = 0; I < 12; ++I )
+    {
+        Table.Insert( I * 1024, I * 1024 );
+    }
+    ASSERT_FALSE( Asserts.Reports().empty() );
+    EXPECT_EQ( Asserts.Texts()[ 0 ].rfind( "Warning: robin hood table growing unexpectedly fast. (Load Factor = ", 0 ), 0u );
+    EXPECT_TRUE( Table.Validate() );
+    EXPECT_EQ( Table.GetSize(), 12 );
+}
+
+// Long random sequences against std::unordered_set, with an identity hash over clustered keys so that chains
+// run long, into the tail, and grow the table by distance.
+TEST( CQorRobinHoodTable, AgreesWithStdUnorderedSetOnRandomOperations )
+{
+    for ( uint32 nSeed = 1; nSeed <= 12; ++nSeed )
+    {
+        std::mt19937 Random( nSeed );
+        CAssertRecorder GrowthWarnings;
+        const uint32 nStride = nSeed % 3 == 0 ? 1 : ( nSeed % 3 == 1 ? 64 : 512 );
+        auto DrawKey = [ & ] { return std::uniform_int_distribution<uint32>( 0, 300 )( Random ) * nStride; };
+        CCountingAllocator Allocator;
+        {
+            CIdentityTable Table( &Allocator );
+            std::unordered_set<uint32> Model;
+            for ( int nStep = 0; nStep < 3000; ++nStep )
+            {
+                const uint32 nKey = DrawKey();
+                const int nOperation = std::uniform_int_distribution<int>( 0, 99 )( Random );
+                if ( nOperation < 55 )
+                {
+                    const auto Result = Table.Insert( nKey, nKey );
+                    ASSERT_EQ( Result.second, Model.insert( nKey ).second ) << "seed " << nSeed << ", step " << nStep;
+                    ASSERT_EQ( *Result.first, nKey );
+                }
+                else if ( nOperation < 75 )
+                {
+                    ASSERT_EQ( Table.Remove( nKey, nKey ), Model.erase( nKey ) == 1 ) << "seed " << nSeed;
+                }
+                else if ( nOperation < 99 )
+                {
+                    ASSERT_EQ( Table.Find( nKey, nKey ) != Table.end(), Model.count( nKey ) == 1 ) << "seed " << nSeed;
+                }
+                else
+                {
+                    Table.Clear();
+                    Model.clear();
+                }
+                ASSERT_TRUE( Table.Validate() ) << "seed " << nSeed << ", step " << nStep;
+                ASSERT_EQ( Table.GetSize(), static_cast<int32>( Model.size() ) );
+            }
+            std::vector<uint32> Items( Table.begin(), Table.end() );
+            EXPECT_EQ( std::unordered_set<uint32>( Items.begin(), Items.end() ), Model );
+            EXPECT_EQ( Items.size(), Model.size() );
+        }
+        EXPECT_EQ( Allocator.LiveBlocks(), 0 );
+    }
+}
+
+TEST( CQorRobinHoodTable, ItemsWithStoredHashesLiveAndDieOnce )
+{
+    CTrackedElement::ResetCounts();
+    {
+        CBigItemTable Table;
+        std::unordered_set<int> Model;
+        std::mt19937 Random( 5 );
+        for ( int nStep = 0; nStep < 2000; ++nStep )
+        {
+            const int nKey = std::uniform_int_distribution<int>( 0, 400 )( Random );
+            SBigItem Item{ nKey, "payload of item " + std::to_string( nKey ) };
+            const uint32 nHash = SBigItemHasher()( Item );
+            if ( nStep % 3 == 2 )
+            {
+                ASSERT_EQ( Table.Remove( nHash, Item ), Model.erase( nKey ) == 1 );
+            }
+            else
+            {
+                ASSERT_EQ( Table.Insert( nHash, std::move( Item ) ).second, Model.insert( nKey ).second );
+            }
+            ASSERT_TRUE( Table.Validate() ) << "step " << nStep;
+        }
+        for ( const SBigItem& Item : Table )
+        {
+            EXPECT_EQ( Item.Payload, "payload of item " + std::to_string( Item.Key.Value() ) );
+        }
+        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), static_cast<int>( Model.size() ) );
+        CBigItemTable Copy( Table );
+        Table = CBigItemTable();
+        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), static_cast<int>( Model.size() ) );
+        EXPECT_EQ( Copy.GetSize(), static_cast<int32>( Model.size() ) );
+    }
+    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
+}
+
+TEST( CQorHybridRobinHoodTable, StartsInlineAndGrowsToTheFallback )
+{
+    CCountingAllocator Fallback;
+    {
+        CQorHybridRobinHoodTable<uint32, SMurmur, std::equal_to<uint32>, 4> Table( &Fallback );
+        EXPECT_EQ( Table.GetBucketCount(), 16 );
+        EXPECT_EQ( Table.GetMaxDistance(), 6 );
+        for ( uint32 nKey = 0; nKey < 13; ++nKey )
+        {
+            Table.Insert( SMurmur()( nKey ), nKey );
+        }
+        EXPECT_EQ( Fallback.AllocateCalls(), 0 );
+        for ( uint32 nKey = 13; nKey < 100; ++nKey )
+        {
+            Table.Insert( SMurmur()( nKey ), nKey );
+        }
+        EXPECT_GT( Fallback.AllocateCalls(), 0 );
+        EXPECT_EQ( Fallback.LiveBlocks(), 1 );
+        EXPECT_EQ( Fallback.ForeignDeallocations(), 0 ) << "the inline storage is never handed to the fall-back";
+        EXPECT_TRUE( Table.Validate() );
+    }
+    EXPECT_EQ( Fallback.LiveBlocks(), 0 );
+}

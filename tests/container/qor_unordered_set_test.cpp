@@ -1,0 +1,171 @@
+#include "qor_core/container/qor_unordered_set.h"
+
+#include "tests/assert_recorder.h"
+#include "tests/test_types.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <unordered_map>
+
+namespace
+{
+struct SPoint
+{
+    int32 nX;
+    int32 nY;
+    std::string Label;
+};
+// Hash and equality look at the coordinates only, so an item can be exchanged for an equal one.
+struct SPointHasher
+{
+    uint32 operator()( const SPoint& Point ) const
+    {
+        const int32 Coordinates[ 2 ] = { Point.nX, Point.nY };
+        return HashBytes( 0, Coordinates, sizeof( Coordinates ) );
+    }
+};
+struct SPointEquals
+{
+    bool operator()( const SPoint& Left, const SPoint& Right ) const
+    {
+        return Left.nX == Right.nX && Left.nY == Right.nY;
+    }
+};
+} // namespace
+
+TEST( CQorUnorderedSet, InsertsFindsAndRemovesByItsOwnHash )
+{
+    NQorUnorderedSet::CQorUnorderedSet<int32> Set;
+    for ( int32 I = 0; I < 500; I += 2 )
+    {
+        EXPECT_TRUE( Set.Insert( I ).second );
+    }
+    const auto Again = Set.Insert( 10 );
+    EXPECT_FALSE( Again.second );
+    EXPECT_EQ( *Again.first, 10 );
+    EXPECT_EQ( Set.GetSize(), 250 );
+    for ( int32 I = 0; I < 500; ++I )
+    {
+        EXPECT_EQ( Set.Contains( I ), I % 2 == 0 ) << I;
+    }
+    EXPECT_TRUE( Set.Remove( 4 ) );
+    EXPECT_FALSE( Set.Remove( 5 ) );
+    EXPECT_EQ( Set.GetSize(), 249 );
+    EXPECT_EQ( *Set.Find( 6 ), 6 );
+    EXPECT_EQ( Set.GetTable().Find( HashBytes( 0, "\x06\0\0\0", 4 ), 6 ), Set.Find( 6 ) )
+        << "the default hash of an integer is HashBytes of its bytes";
+}
+
+TEST( CQorUnorderedSet, ReplaceExchangesAnEqualItemAndAssertsOtherwise )
+{
+    NQorUnorderedSet::CQorUnorderedSet<SPoint, SPointHasher, SPointEquals> Set;
+    Set.Insert( SPoint{ 1, 2, "old" } );
+    SPoint& Stored = *Set.Find( SPoint{ 1, 2, "" } );
+    Set.Replace( Stored, SPoint{ 1, 2, "new" } );
+    EXPECT_EQ( Set.Find( SPoint{ 1, 2, "" } )->Label, "new" );
+
+    CAssertRecorder Asserts;
+    Set.Replace( *Set.Find( SPoint{ 1, 2, "" } ), SPoint{ 3, 4, "moved" } );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "ItemHasherT()( ExistingValue ) == ItemHasherT()( NewValue )",
+                                                            "ItemEqualsT()( ExistingValue, NewValue )" } ) );
+    EXPECT_EQ( Set.Find( SPoint{ 3, 4, "" } ), Set.end() ) << "the item now stands under the wrong hash";
+}
+
+TEST( CQorUnorderedMap, InsertKeepsAndInsertOrAssignReplacesTheValue )
+{
+    NQorUnorderedMap::CQorUnorderedMap<std::string, int32> Map;
+    EXPECT_TRUE( Map.Insert( "one", 1 ).second );
+    EXPECT_FALSE( Map.Insert( "one", 100 ).second );
+    EXPECT_EQ( *Map.FindValue( "one" ), 1 );
+    const auto Assigned = Map.InsertOrAssign( "one", 11 );
+    EXPECT_FALSE( Assigned.second );
+    EXPECT_EQ( Assigned.first->Value, 11 );
+    EXPECT_TRUE( Map.InsertOrAssign( "two", 2 ).second );
+    EXPECT_EQ( Map.GetSize(), 2 );
+    EXPECT_EQ( Map.FindValue( "three" ), nullptr );
+}
+
+TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
+{
+    const uint32 nSeed = 31;
+    std::mt19937 Random( nSeed );
+    CTrackedElement::ResetCounts();
+    {
+        NQorUnorderedMap::CQorUnorderedMap<uint64, CTrackedElement> Map;
+        std::unordered_map<uint64, int> Model;
+        for ( int nStep = 0; nStep < 5000; ++nStep )
+        {
+            const uint64 nKey = std::uniform_int_distribution<uint64>( 0, 700 )( Random ) << 20;
+            const int nValue = std::uniform_int_distribution<int>( 0, 1000000 )( Random );
+            switch ( std::uniform_int_distribution<int>( 0, 3 )( Random ) )
+            {
+            case 0:
+                ASSERT_EQ( Map.Insert( nKey, CTrackedElement( nValue ) ).second, Model.emplace( nKey, nValue ).second );
+                break;
+            case 1:
+                Map.InsertOrAssign( nKey, CTrackedElement( nValue ) );
+                Model[ nKey ] = nValue;
+                break;
+            case 2:
+                ASSERT_EQ( Map.Remove( nKey ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", step " << nStep;
+                break;
+            default:
+            {
+                const CTrackedElement* pValue = Map.FindValue( nKey );
+                const auto It = Model.find( nKey );
+                ASSERT_EQ( pValue != nullptr, It != Model.end() ) << "seed " << nSeed << ", step " << nStep;
+                if ( pValue )
+                {
+                    ASSERT_EQ( pValue->Value(), It->second );
+                }
+            }
+            }
+            ASSERT_TRUE( Map.GetTable().Validate() ) << "seed " << nSeed << ", step " << nStep;
+        }
+        std::map<uint64, int> Items;
+        for ( const auto& Entry : Map )
+        {
+            Items[ Entry.Key ] = Entry.Value.Value();
+        }
+        EXPECT_EQ( Items, ( std::map<uint64, int>( Model.begin(), Model.end() ) ) );
+        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), static_cast<int>( Model.size() ) );
+    }
+    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
+}
+
+TEST( CQorHybridUnorderedMap, StaysInlineWithinItsLoadLimit )
+{
+    CCountingAllocator Fallback;
+    {
+        NQorUnorderedMap::CQorHybridUnorderedMap<int32, int32, 10> Map( &Fallback );
+        NQorRobinHoodTable::SStats Stats;
+        Map.GetStats( Stats );
+        EXPECT_EQ( Stats.nBuckets, 1024 );
+        for ( int32 I = 0; I < 700; ++I )
+        {
+            Map.Insert( I, -I );
+        }
+        EXPECT_EQ( Fallback.AllocateCalls(), 0 );
+        for ( int32 I = 0; I < 700; ++I )
+        {
+            ASSERT_EQ( *Map.FindValue( I ), -I );
+        }
+        for ( int32 I = 700; I < 2000; ++I )
+        {
+            Map.Insert( I, -I );
+        }
+        EXPECT_GT( Fallback.AllocateCalls(), 0 );
+        EXPECT_EQ( Map.GetSize(), 2000 );
+        EXPECT_TRUE( Map.GetTable().Validate() );
+
+        NQorUnorderedSet::CQorHybridUnorderedSet<void*, 10> Set( &Fallback );
+        int Anchor = 0;
+        EXPECT_TRUE( Set.Insert( &Anchor ).second );
+        EXPECT_TRUE( Set.Contains( &Anchor ) );
+    }
+    EXPECT_EQ( Fallback.LiveBlocks(), 0 );
+    EXPECT_EQ( Fallback.ForeignDeallocations(), 0 );
+}

@@ -1,0 +1,178 @@
+#include "qor_core/cyodecode.h"
+#include "qor_core/cyoencode.h"
+
+#include "tests/assert_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace
+{
+using FEncode = uint64 ( * )( char*, const void*, uint32 );
+using FEncodeGetLength = uint64 ( * )( uint32 );
+using FDecode = uint32 ( * )( void*, const char*, uint32 );
+using FDecodeGetLength = uint32 ( * )( uint32 );
+
+struct SScheme
+{
+    const char* pName;
+    FEncode Encode;
+    FEncodeGetLength EncodeGetLength;
+    FDecode Decode;
+    FDecodeGetLength DecodeGetLength;
+};
+
+const SScheme s_Schemes[] = {
+    { "base16", Base16Encode, Base16EncodeGetLength, Base16Decode, Base16DecodeGetLength },
+    { "base32", Base32Encode, Base32EncodeGetLength, Base32Decode, Base32DecodeGetLength },
+    { "base64", Base64Encode, Base64EncodeGetLength, Base64Decode, Base64DecodeGetLength },
+};
+
+std::string Encode( const SScheme& Scheme, const std::string& Bytes )
+{
+    std::string Text( Scheme.EncodeGetLength( uint32( Bytes.size() ) ), '?' );
+    const uint64 nWritten = Scheme.Encode( Text.data(), Bytes.data(), uint32( Bytes.size() ) );
+    EXPECT_EQ( nWritten, Text.size() ) << Scheme.pName;
+    return Text;
+}
+
+std::string Decode( const SScheme& Scheme, const std::string& Text )
+{
+    std::string Bytes( Scheme.DecodeGetLength( uint32( Text.size() ) ), '?' );
+    Bytes.resize( Scheme.Decode( Bytes.data(), Text.data(), uint32( Text.size() ) ) );
+    return Bytes;
+}
+
+std::string ThrownText( auto Call )
+{
+    try
+    {
+        Call();
+    }
+    catch ( const std::runtime_error& Error )
+    {
+        return Error.what();
+    }
+    return "nothing thrown";
+}
+} // namespace
+
+// RFC 4648, section 10.
+TEST( CyoEncode, MatchesThePublishedTestVectors )
+{
+    const std::string Inputs[] = { "", "f", "fo", "foo", "foob", "fooba", "foobar" };
+    const std::vector<std::string> Expected[] = {
+        { "", "66", "666F", "666F6F", "666F6F62", "666F6F6261", "666F6F626172" },
+        { "", "MY======", "MZXQ====", "MZXW6===", "MZXW6YQ=", "MZXW6YTB", "MZXW6YTBOI======" },
+        { "", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy" },
+    };
+    CAssertRecorder Asserts;
+    for ( int nScheme = 0; nScheme < 3; ++nScheme )
+    {
+        for ( int i = 0; i < 7; ++i )
+        {
+            EXPECT_EQ( Encode( s_Schemes[ nScheme ], Inputs[ i ] ), Expected[ nScheme ][ i ] );
+            EXPECT_EQ( Decode( s_Schemes[ nScheme ], Expected[ nScheme ][ i ] ), Inputs[ i ] );
+        }
+    }
+    EXPECT_TRUE( Asserts.Texts().empty() );
+}
+
+TEST( CyoEncode, LengthsAreWholeBlocks )
+{
+    EXPECT_EQ( Base64EncodeGetLength( 1 ), 4u );
+    EXPECT_EQ( Base64EncodeGetLength( 3 ), 4u );
+    EXPECT_EQ( Base64EncodeGetLength( 4 ), 8u );
+    EXPECT_EQ( Base32EncodeGetLength( 6 ), 16u );
+    EXPECT_EQ( Base16EncodeGetLength( 0xffffffffu ), 0x1fffffffeull );
+    EXPECT_EQ( Base64EncodeGetLength( 0xffffffffu ), 0x155555554ull );
+    EXPECT_EQ( Base16DecodeGetLength( 6 ), 3u );
+    EXPECT_EQ( Base32DecodeGetLength( 16 ), 10u );
+    EXPECT_EQ( Base64DecodeGetLength( 8 ), 6u );
+    EXPECT_EQ( Base64DecodeGetLength( 0xfffffffcu ), 0xbffffffdu );
+}
+
+TEST( CyoEncode, RoundTripsRandomDataOfEveryLength )
+{
+    const uint32 nSeed = 4648;
+    std::mt19937 Random( nSeed );
+    CAssertRecorder Asserts;
+    for ( const SScheme& Scheme : s_Schemes )
+    {
+        for ( uint32 nSize = 0; nSize <= 400; ++nSize )
+        {
+            std::string Bytes( nSize, '\0' );
+            for ( char& Byte : Bytes )
+            {
+                Byte = char( Random() );
+            }
+            const std::string Text = Encode( Scheme, Bytes );
+            ASSERT_EQ( Decode( Scheme, Text ), Bytes ) << Scheme.pName << ", seed " << nSeed << ", size " << nSize;
+        }
+    }
+    EXPECT_TRUE( Asserts.Texts().empty() );
+}
+
+TEST( CyoDecode, Base16AcceptsBothCases )
+{
+    EXPECT_EQ( Decode( s_Schemes[ 0 ], "0aFf9B" ), "\x0a\xff\x9b" );
+}
+
+TEST( CyoDecode, PadsShortenTheLastBlock )
+{
+    EXPECT_EQ( Decode( s_Schemes[ 2 ], "Zm8=" ).size(), 2u );
+    EXPECT_EQ( Decode( s_Schemes[ 2 ], "Zm9vYg==" ).size(), 4u );
+    EXPECT_EQ( Decode( s_Schemes[ 1 ], "MZXW6YQ=" ).size(), 4u );
+    EXPECT_EQ( Decode( s_Schemes[ 1 ], "MZXW6===" ).size(), 3u );
+}
+
+TEST( CyoDecode, MisusedArgumentsThrow )
+{
+    char Text[ 8 ] = {};
+    uint8 Bytes[ 8 ] = {};
+    EXPECT_EQ( ThrownText( [] { Base16DecodeGetLength( 3 ); } ), "Invalid source, size is not a multiple of 2" );
+    EXPECT_EQ( ThrownText( [] { Base32DecodeGetLength( 9 ); } ), "Invalid source, size is not a multiple of 8" );
+    EXPECT_EQ( ThrownText( [] { Base64DecodeGetLength( 5 ); } ), "Invalid source, size is not a multiple of 4" );
+    EXPECT_EQ( ThrownText( [ & ] { Base64Decode( Bytes, "Zm9vY", 5 ); } ),
+               "Invalid source, size is not a multiple of 4" );
+    EXPECT_EQ( ThrownText( [ & ] { Base32Decode( Bytes, "MZXW6YQ", 7 ); } ),
+               "Invalid source, size is not a multiple of 8" );
+    EXPECT_EQ( ThrownText( [ & ] { Base16Decode( Bytes, "666", 3 ); } ),
+               "Invalid source, size is not a multiple of 2" );
+    for ( const SScheme& Scheme : s_Schemes )
+    {
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.Encode( nullptr, Bytes, 1 ); } ), "Invalid parameter" ) << Scheme.pName;
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.Encode( Text, nullptr, 1 ); } ), "Invalid parameter" ) << Scheme.pName;
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.Decode( nullptr, Text, 8 ); } ), "Invalid parameter" ) << Scheme.pName;
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.Decode( Bytes, nullptr, 8 ); } ), "Invalid parameter" ) << Scheme.pName;
+    }
+}
+
+TEST( CyoDecode, MalformedCharactersAssertAndDecodingGoesOn )
+{
+    CAssertRecorder Asserts;
+    EXPECT_EQ( Decode( s_Schemes[ 2 ], "Z*9v" ).size(), 3u );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "in2 != 0xff", "0 <= in2 && in2 <= 63" } ) );
+
+    Asserts.Clear();
+    // The character's text is split: "\xc3A" would read as one escape.
+    EXPECT_EQ( Decode( s_Schemes[ 2 ], "\xc3" "A==" ).size(), 1u );
+    EXPECT_EQ( Asserts.Texts(),
+               ( std::vector<std::string>{ "c1 < 0x80", "in1 != 0xff", "0 <= in1 && in1 <= 63" } ) );
+
+    Asserts.Clear();
+    Decode( s_Schemes[ 1 ], "MZXW6Y==" );
+    Decode( s_Schemes[ 1 ], "MZX=====" );
+    Decode( s_Schemes[ 1 ], "=ZXW6YTB" );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "( in7 == 32 && in6 == 32 ) || ( in7 != 32 )",
+                                                            "( in4 == 32 && in3 == 32 ) || ( in4 != 32 )",
+                                                            "0 <= in1 && in1 <= 31" } ) );
+
+    Asserts.Clear();
+    EXPECT_EQ( Decode( s_Schemes[ 0 ], "6G" ), "\x6f" );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "in2 != 0xff" } ) );
+}

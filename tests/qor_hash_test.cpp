@@ -1,0 +1,62 @@
+#include "qor_core/qor_hash.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+// Published MurmurHash3_x86_32 values.
+TEST( HashBytes, MatchesThePublishedReferenceValues )
+{
+    EXPECT_EQ( HashBytes( 0, "", 0 ), 0u );
+    EXPECT_EQ( HashBytes( 1, "", 0 ), 0x514E28B7u );
+    EXPECT_EQ( HashBytes( 0xFFFFFFFFu, "", 0 ), 0x81F16F39u );
+    const uint8 Zeros[ 4 ] = {};
+    EXPECT_EQ( HashBytes( 0, Zeros, 4 ), 0x2362F9DEu );
+    EXPECT_EQ( HashBytes( 1234, "Hello, world!", 13 ), 0xFAF6CDB3u );
+    const char* pFox = "The quick brown fox jumps over the lazy dog";
+    EXPECT_EQ( HashBytes( 0, pFox, std::strlen( pFox ) ), 0x2E4FF723u );
+    uint32 nResult = 0;
+    HashBytes( 1234, "Hello, world!", 13, &nResult );
+    EXPECT_EQ( nResult, 0xFAF6CDB3u );
+}
+
+// The verification of the hash test suite: keys 0, 0 1, 0 1 2 ... hashed with seed 256 - length, the 256
+// results hashed again with seed 0.
+TEST( HashBytes, PassesTheHashSuiteVerification )
+{
+    uint8 Key[ 256 ];
+    uint32 Hashes[ 256 ];
+    for ( int I = 0; I < 256; ++I )
+    {
+        Key[ I ] = static_cast<uint8>( I );
+        Hashes[ I ] = HashBytes( 256 - I, Key, I );
+    }
+    EXPECT_EQ( HashBytes( 0, Hashes, sizeof( Hashes ) ), 0xB0F57EE3u );
+}
+
+TEST( HashBytes, ProgressiveFeedingEqualsSingleShotForAnySplit )
+{
+    const uint32 nSeed = 77;
+    std::mt19937 Random( nSeed );
+    for ( int nRound = 0; nRound < 500; ++nRound )
+    {
+        std::vector<uint8> Data( std::uniform_int_distribution<int>( 0, 100 )( Random ) );
+        for ( uint8& Byte : Data )
+        {
+            Byte = static_cast<uint8>( Random() );
+        }
+        const uint32 nHashSeed = Random();
+        NQorHash::CProgressiveHash Hash( nHashSeed );
+        size_t nFed = 0;
+        while ( nFed < Data.size() )
+        {
+            const size_t nBlock = std::uniform_int_distribution<size_t>( 0, Data.size() - nFed )( Random );
+            Hash.Feed( Data.data() + nFed, nBlock );
+            nFed += nBlock;
+        }
+        ASSERT_EQ( Hash.Finish(), HashBytes( nHashSeed, Data.data(), Data.size() ) )
+            << "seed " << nSeed << ", round " << nRound << ", " << Data.size() << " bytes";
+    }
+}
