@@ -78,11 +78,24 @@ def markdown_report(run, pairs, left_alone, charts, measure):
     if identity:
         lines += [f"Run: {_cell(identity)}.", ""]
     lines += [
-        f"Times are the {MEASURE_TEXT[measure]}, the median over repetitions. A ratio is the library's form "
-        "(left) over its counterpart (right): below 1 the left form is faster. Within "
-        f"{EVEN_BAND:.0%} of 1 the two are called even.",
+        f"Times are the {MEASURE_TEXT[measure]}, the median over repetitions. A ratio is the time of the first "
+        "form (the library's, the current, the vector or the fast one) over that of its counterpart, the second: "
+        f"below 1 the first form is faster. Within {EVEN_BAND:.0%} of 1 the two are called even.",
         "",
     ]
+    lines += [
+        "## At a glance",
+        "",
+        "| Comparison | First / second | Points | Geometric mean | |",
+        "|---|---|---:|---:|---|",
+    ]
+    for pair in pairs:
+        mean = pair.geometric_mean(measure)
+        lines.append(
+            f"| {pair.kind} | `{_cell(pair.library)}` / `{_cell(pair.counterpart)}` | {len(pair.points)} "
+            f"| {format_ratio(mean)} | {verdict(mean)} |"
+        )
+    lines.append("")
     for kind, kind_pairs in groupby(enumerate(pairs), key=lambda item: item[1].kind):
         lines += [f"## {kind}", ""]
         for index, pair in kind_pairs:
@@ -90,7 +103,7 @@ def markdown_report(run, pairs, left_alone, charts, measure):
             lines += [f"### `{pair.library}` / `{pair.counterpart}`", ""]
             if len(pair.points) > 1:
                 lines += [f"Geometric mean of the ratios: {format_ratio(mean)}, {verdict(mean)}.", ""]
-            lines += ["| Arguments | Left | Right | Ratio | |", "|---|---:|---:|---:|---|"]
+            lines += ["| Arguments | First | Second | Ratio | |", "|---|---:|---:|---:|---|"]
             for point in pair.points:
                 ratio = point.ratio(measure)
                 lines.append(

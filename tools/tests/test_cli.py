@@ -49,6 +49,11 @@ class ReportTest(unittest.TestCase):
             "### `Algorithms_LowerBound_Qor<primitive_type>` / `Algorithms_LowerBound_std<primitive_type>`", report
         )
         self.assertIn("| `/512` | 10.0 ns | 19.0 ns | 0.526 | 1.90x faster |", report)
+        self.assertIn(
+            "| Vector against scalar matrices | `Matrix3x3_SimdMultiply` / `Matrix3x3_ScalarMultiply` | 1 | 0.444 "
+            "| 2.25x faster |",
+            report,
+        )
         self.assertIn("| `(no arguments)` | 4.00 ns | 9.00 ns | 0.444 | 2.25x faster |", report)
         self.assertIn("| `CQorPoolAllocator_BusyLoop/10` | 20.0 ns |", report)
         for name in pngs:
