@@ -106,6 +106,8 @@ def main(argv=None, out=None, err=None):
     options = parser.parse_args(argv)
     if len(options.runs) > 2:
         parser.error("give one run to report, or two runs to compare")
+    if not 0 < options.alpha < 1:
+        parser.error("--alpha is a probability between 0 and 1")
     if len(options.runs) == 2 and (options.summary or options.output):
         parser.error("--summary and --output apply to the report of one run")
     try:

@@ -36,7 +36,7 @@ class Change:
         return self.new / self.old if self.old > 0 else math.inf
 
     def mark(self, alpha):
-        """ "faster", "slower", "within noise", or "" where the repetitions are too few to test."""
+        """One of faster, slower, within noise; empty where the repetitions are too few to test."""
         if self.p_value is None:
             return ""
         if self.p_value >= alpha:

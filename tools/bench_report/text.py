@@ -24,7 +24,7 @@ def format_time(nanoseconds):
 
 
 def verdict(ratio):
-    """The word for a ratio of the library's time over its counterpart's, with the factor."""
+    """The word for a ratio of the first form's time over the second's, with the factor."""
     if not math.isfinite(ratio) or ratio <= 0:
         return "no ratio"
     if ratio < 1 - EVEN_BAND:
