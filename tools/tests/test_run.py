@@ -2,22 +2,7 @@ import tempfile
 import unittest
 
 import runs
-from bench_report.run import ReportError, load_run, split_name
-
-
-class SplitNameTest(unittest.TestCase):
-    def test_slashes_inside_template_arguments_belong_to_the_family(self):
-        family, args = split_name(
-            "CQorRobinHoodTable_Insertion<SIdentityHasher, STwoClusters<SmallCount, SmallRange / 2, 0, "
-            "SmallRange / 2, LargeOffset>>"
-        )
-        self.assertEqual(family.count(" / "), 2)
-        self.assertEqual(args, ())
-
-    def test_arguments_and_thread_count_follow_the_family(self):
-        family, args = split_name("CQorPoolAllocator_NewDeleteImmediately<A<SFixedSize<8>>>/16/1000/threads:2")
-        self.assertEqual(family, "CQorPoolAllocator_NewDeleteImmediately<A<SFixedSize<8>>>")
-        self.assertEqual(args, ("16", "1000", "threads:2"))
+from bench_report.run import ReportError, load_run
 
 
 class LoadRunTest(unittest.TestCase):
@@ -50,14 +35,6 @@ class LoadRunTest(unittest.TestCase):
         run = self.load(runs.document([runs.entry("A", 1.0), failed]))
         self.assertEqual(list(run.measurements), ["A"])
         self.assertEqual(run.failed, [("C/1", "out of memory")])
-
-    def test_the_context_identifies_the_run(self):
-        run = self.load(runs.document([runs.entry("A", 1.0)]))
-        self.assertEqual(
-            run.describe(),
-            "2026-01-02T03:04:05+00:00, commit abc1234, build_type Release, "
-            "machine testhost (x86_64; test processor; 2 logical processors)",
-        )
 
     def test_what_is_not_a_run_is_refused_with_the_reason(self):
         good = runs.entry("A", 1.0)
