@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <system_error>
+#include <thread>
 
 namespace
 {
@@ -98,7 +100,17 @@ ThreadHandle CreateThread( FThreadFunction pFunction, void* pArg, const char* pN
 void JoinThread( ThreadHandle Handle )
 {
     QOR_ASSERT_MSG( Handle, "Attempting to operate on a NULL thread." );
-    if ( Handle && Handle->joinable() )
+    if ( !Handle )
+    {
+        return;
+    }
+    // A thread joining itself is refused here, not by the platform join: another thread may be joining the same
+    // handle meanwhile, and the handle must never be joined from two threads.
+    if ( Handle->get_id() == std::this_thread::get_id() )
+    {
+        throw std::system_error( std::make_error_code( std::errc::resource_deadlock_would_occur ) );
+    }
+    if ( Handle->joinable() )
     {
         Handle->join();
     }
