@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <compare>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 struct SLifetimeCounts
@@ -18,6 +20,21 @@ struct SLifetimeCounts
 
     int Alive() const { return nConstructed - nDestroyed; }
 };
+
+// The element numbered nValue, for tests typed over element kinds. Strings are long enough to live on the
+// heap, so a wrong relocation shows under the sanitizers.
+template <typename T>
+T ValueOf( int nValue )
+{
+    if constexpr ( std::is_same_v<T, std::string> )
+    {
+        return "element number " + std::to_string( nValue ) + " of the container under test";
+    }
+    else
+    {
+        return T( nValue );
+    }
+}
 
 // Not trivially copyable, so containers take their element-wise paths. A destroyed or moved-from element
 // is marked, so a read of one shows.

@@ -319,3 +319,4 @@ protected:
 };
 
 #include "qor_core/container/qor_array_impl.h"
+#include "qor_core/container/qor_hybrid_array.h"

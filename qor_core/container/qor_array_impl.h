@@ -2,6 +2,10 @@
 
 // Out-of-line members of CQorArray; included by qor_array.h only.
 
+// The scratch space of Swap across allocators; qor_array.h includes its definition after this file.
+template <typename T, int32 N>
+class CQorHybridArray;
+
 template <typename T, typename SizeT>
 void CQorArray<T, SizeT>::Relocate( T* pTarget, T* pBegin, T* pEnd )
 {
@@ -248,10 +252,12 @@ void CQorArray<T, SizeT>::Swap( CQorArray& Other )
         std::swap( _nCapacity, Other._nCapacity );
         return;
     }
+    // The smaller side waits in scratch space that holds 256 elements without touching the heap.
     CQorArray& Smaller = _nSize <= Other._nSize ? *this : Other;
     CQorArray& Larger = _nSize <= Other._nSize ? Other : *this;
-    CQorArray Scratch;
-    Scratch = std::move( Smaller );
+    CQorHybridArray<T, 256> Scratch;
+    CQorArray<T>& ScratchArray = Scratch;
+    ScratchArray = std::move( Smaller );
     Smaller = std::move( Larger );
-    Larger = std::move( Scratch );
+    Larger = std::move( ScratchArray );
 }

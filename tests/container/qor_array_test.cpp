@@ -13,20 +13,6 @@
 namespace
 {
 template <typename T>
-T ValueOf( int nValue )
-{
-    if constexpr ( std::is_same_v<T, std::string> )
-    {
-        // Long enough to live on the heap, so a wrong relocation shows under the sanitizers.
-        return "element number " + std::to_string( nValue ) + " of the array under test";
-    }
-    else
-    {
-        return T( nValue );
-    }
-}
-
-template <typename T>
 std::vector<T> ToVector( const CQorArray<T>& Array )
 {
     return std::vector<T>( Array.begin(), Array.end() );

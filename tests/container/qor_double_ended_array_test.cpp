@@ -14,19 +14,6 @@
 
 namespace
 {
-template <typename T>
-T ValueOf( int nValue )
-{
-    if constexpr ( std::is_same_v<T, std::string> )
-    {
-        // Long enough to live on the heap, so a wrong relocation shows under the sanitizers.
-        return "queued element number " + std::to_string( nValue ) + " on the heap";
-    }
-    else
-    {
-        return T( nValue );
-    }
-}
 
 template <typename ContainerT>
 auto ToVector( const ContainerT& Container )

@@ -1,0 +1,231 @@
+#pragma once
+
+// The library's own number and text conversions, used on all its hot paths instead of the standard ones: no
+// locale, no allocation, no exceptions, no terminating zero needed, every failure told by a std::errc:
+// invalid_argument (no digits), result_out_of_range (the value does not fit), value_too_large (the output
+// buffer is too small). A failed from_chars never writes its output.
+// The integer forms imitate std::from_chars and std::to_chars in bases 2 to 36, but accept no '+', skip no
+// white space and read no base prefix; output is lower case. The fixed-point forms read and write the raw
+// CFixedPoint value in base 10 with up to five decimals. FromString and ToString wrap them for views.
+
+#include "qor_core/fixedpoint.h"
+#include "qor_core/qor_assert.h"
+#include "qor_core/qor_optional.h"
+#include "qor_core/qor_string_view.h"
+#include "qor_core/qor_types.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <system_error>
+#include <type_traits>
+
+namespace NDetail
+{
+inline constexpr char DigitAlphabet[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+
+// The value of each byte as a digit: both cases of a letter count alike, and 255 is "not a digit" in any base.
+inline constexpr std::array<uint8, 256> DigitValues = []
+{
+    std::array<uint8, 256> Table {};
+    for ( int32 Char = 0; Char < 256; ++Char )
+    {
+        Table[ Char ] = 255;
+    }
+    for ( int32 Digit = 0; Digit < 10; ++Digit )
+    {
+        Table[ '0' + Digit ] = static_cast<uint8>( Digit );
+    }
+    for ( int32 Letter = 0; Letter < 26; ++Letter )
+    {
+        Table[ 'a' + Letter ] = static_cast<uint8>( 10 + Letter );
+        Table[ 'A' + Letter ] = static_cast<uint8>( 10 + Letter );
+    }
+    return Table;
+}();
+
+template <typename T>
+concept CharConvInteger = std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+                          !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char8_t> &&
+                          !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
+
+// Digits of Magnitude in a power-of-two base, written backward so that pEnd is behind the last one.
+template <int32 BitsT, bool bAlphabetT, typename UnsignedT>
+char* WriteDigitsByShift( char* pEnd, UnsignedT Magnitude )
+{
+    constexpr UnsignedT Mask = ( UnsignedT( 1 ) << BitsT ) - 1;
+    do
+    {
+        const uint32 Digit = static_cast<uint32>( Magnitude & Mask );
+        *--pEnd = bAlphabetT ? DigitAlphabet[ Digit ] : static_cast<char>( '0' + Digit );
+        Magnitude = static_cast<UnsignedT>( Magnitude >> BitsT );
+    } while ( Magnitude != 0 );
+    return pEnd;
+}
+} // namespace NDetail
+
+// Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
+// Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
+// REQUIRES: First <= Last, 2 <= Base <= 36.
+template <NDetail::CharConvInteger IntegerT>
+std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+{
+    using UnsignedT = std::make_unsigned_t<IntegerT>;
+    QOR_ASSERT( First <= Last );
+    QOR_ASSERT( Base >= 2 && Base <= 36 );
+
+    const char* pNext = First;
+    bool bNegative = false;
+    if constexpr ( std::is_signed_v<IntegerT> )
+    {
+        if ( First != Last && *First == '-' )
+        {
+            bNegative = true;
+            ++pNext;
+        }
+    }
+    // The largest magnitude allowed, split once so that the loop tests before it multiplies.
+    constexpr UnsignedT Max = static_cast<UnsignedT>( std::numeric_limits<IntegerT>::max() );
+    const UnsignedT Limit = bNegative ? static_cast<UnsignedT>( Max + 1 ) : Max;
+    const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
+    const UnsignedT LimitQuotient = static_cast<UnsignedT>( Limit / UnsignedBase );
+    const UnsignedT LimitRemainder = static_cast<UnsignedT>( Limit % UnsignedBase );
+
+    const char* const pDigits = pNext;
+    UnsignedT Magnitude = 0;
+    bool bOverflow = false;
+    for ( ; pNext != Last; ++pNext )
+    {
+        const UnsignedT Digit = NDetail::DigitValues[ static_cast<unsigned char>( *pNext ) ];
+        if ( Digit >= UnsignedBase )
+        {
+            break;
+        }
+        if ( Magnitude < LimitQuotient || ( Magnitude == LimitQuotient && Digit <= LimitRemainder ) )
+        {
+            Magnitude = static_cast<UnsignedT>( Magnitude * UnsignedBase + Digit );
+        }
+        else
+        {
+            // Keep reading, so that the result stands behind all the digits.
+            bOverflow = true;
+        }
+    }
+
+    if ( pNext == pDigits )
+    {
+        return { First, std::errc::invalid_argument };
+    }
+    if ( bOverflow )
+    {
+        return { pNext, std::errc::result_out_of_range };
+    }
+    Value = static_cast<IntegerT>( bNegative ? static_cast<UnsignedT>( 0 - Magnitude ) : Magnitude );
+    return { pNext, std::errc {} };
+}
+
+// Writes Value into [First, Last) in Base, lower case, with no terminator. A buffer too small gives Last and
+// value_too_large, and nothing but a '-' that was already written. REQUIRES: First <= Last, 2 <= Base <= 36.
+template <NDetail::CharConvInteger IntegerT>
+std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Base = 10 )
+{
+    using UnsignedT = std::make_unsigned_t<IntegerT>;
+    QOR_ASSERT( First <= Last );
+    QOR_ASSERT( Base >= 2 && Base <= 36 );
+
+    UnsignedT Magnitude = static_cast<UnsignedT>( Value );
+    if constexpr ( std::is_signed_v<IntegerT> )
+    {
+        if ( Value < 0 )
+        {
+            if ( First == Last )
+            {
+                return { Last, std::errc::value_too_large };
+            }
+            *First++ = '-';
+            // Negated as unsigned, so that the type's minimum has its magnitude too.
+            Magnitude = static_cast<UnsignedT>( 0 - Magnitude );
+        }
+    }
+
+    char Digits[ std::numeric_limits<UnsignedT>::digits ];
+    char* const pEnd = Digits + sizeof( Digits );
+    char* pDigit = pEnd;
+    switch ( Base )
+    {
+    case 2:
+        pDigit = NDetail::WriteDigitsByShift<1, false>( pEnd, Magnitude );
+        break;
+    case 4:
+        pDigit = NDetail::WriteDigitsByShift<2, false>( pEnd, Magnitude );
+        break;
+    case 8:
+        pDigit = NDetail::WriteDigitsByShift<3, false>( pEnd, Magnitude );
+        break;
+    case 16:
+        pDigit = NDetail::WriteDigitsByShift<4, true>( pEnd, Magnitude );
+        break;
+    case 32:
+        pDigit = NDetail::WriteDigitsByShift<5, true>( pEnd, Magnitude );
+        break;
+    case 10:
+        // A constant divisor: the compiler turns it into a multiplication.
+        do
+        {
+            *--pDigit = static_cast<char>( '0' + Magnitude % 10 );
+            Magnitude = static_cast<UnsignedT>( Magnitude / 10 );
+        } while ( Magnitude != 0 );
+        break;
+    default:
+    {
+        const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
+        do
+        {
+            *--pDigit = NDetail::DigitAlphabet[ Magnitude % UnsignedBase ];
+            Magnitude = static_cast<UnsignedT>( Magnitude / UnsignedBase );
+        } while ( Magnitude != 0 );
+        break;
+    }
+    }
+
+    const int64 Count = pEnd - pDigit;
+    if ( Last - First < Count )
+    {
+        return { Last, std::errc::value_too_large };
+    }
+    std::memcpy( First, pDigit, static_cast<size_t>( Count ) );
+    return { First + Count, std::errc {} };
+}
+
+// Reads "[-]digits[.decimals]" in base 10 as the raw value. Up to five decimals; a sixth is out of range, not
+// rounded. The decimals are not validated: "1.2x" reads as 1.00002 and "1.-5" as 0.95, consuming the whole
+// input; a trailing "1." reads as 1 with the pointer left on the '.'.
+std::from_chars_result from_chars( const char* First, const char* Last, CFixedPoint& Value );
+// Writes the fewest digits that represent the value exactly: "1", "-0.5", "0.00001".
+std::to_chars_result to_chars( char* First, char* Last, CFixedPoint Value );
+
+// The value of the whole view in base 10; unset when the view is empty, holds anything else or overflows.
+template <typename T>
+CQorOptional<T> FromString( CQorStringView Text )
+{
+    T Value {};
+    const std::from_chars_result Result = from_chars( Text.begin(), Text.end(), Value );
+    if ( Result.ec == std::errc {} && Result.ptr == Text.end() )
+    {
+        return CQorOptional<T>( Value );
+    }
+    return CQorOptional<T>();
+}
+
+// The text of Value in [First, Last) as an unterminated view, or the empty view when it does not fit.
+template <typename T>
+CQorStringView ToString( char* First, char* Last, T Value )
+{
+    const std::to_chars_result Result = to_chars( First, Last, Value );
+    if ( Result.ec != std::errc {} )
+    {
+        return CQorStringView();
+    }
+    return CQorStringView( First, static_cast<int32>( Result.ptr - First ), ENullTerminated::No );
+}

@@ -1,0 +1,363 @@
+#include "qor_core/qor_charconv.h"
+
+#include "tests/assert_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <limits>
+#include <random>
+#include <string>
+
+namespace
+{
+template <typename T>
+class CCharConvIntegers : public testing::Test
+{
+};
+using IntegerTypes = testing::Types<int8, uint8, int16, uint16, int32, uint32, int64, uint64>;
+TYPED_TEST_SUITE( CCharConvIntegers, IntegerTypes );
+
+// Values of every bit width, so that short and long texts and both limits are all frequent.
+template <typename T>
+T RandomValue( std::mt19937_64& Generator )
+{
+    constexpr int32 Bits = std::numeric_limits<std::make_unsigned_t<T>>::digits;
+    const int32 Width = static_cast<int32>( Generator() % ( Bits + 1 ) );
+    const uint64 Raw = Generator();
+    const uint64 Masked = Width == 64 ? Raw : Raw & ( ( uint64( 1 ) << Width ) - 1 );
+    const bool bNegate = std::is_signed_v<T> && ( Generator() & 1 ) != 0;
+    return static_cast<T>( bNegate ? 0 - Masked : Masked );
+}
+
+// Digits of a random base from the whole alphabet in both cases, with stray signs, dots and spaces.
+std::string RandomText( std::mt19937_64& Generator )
+{
+    static const char Alphabet[] = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-+. ";
+    const size_t Length = Generator() % 24;
+    std::string Text;
+    for ( size_t I = 0; I < Length; ++I )
+    {
+        // Mostly digits, so that long runs occur.
+        Text += Generator() % 4 == 0 ? Alphabet[ Generator() % ( sizeof( Alphabet ) - 1 ) ]
+                                     : static_cast<char>( '0' + Generator() % 10 );
+    }
+    return Text;
+}
+
+template <typename T>
+std::string StdText( T Value, int Base )
+{
+    char Buffer[ 80 ];
+    const std::to_chars_result Result = std::to_chars( Buffer, Buffer + sizeof( Buffer ), Value, Base );
+    return std::string( Buffer, Result.ptr );
+}
+
+// The text of a magnitude one past what 64 bits hold, too.
+std::string WideText( unsigned __int128 Value, int Base )
+{
+    std::string Text;
+    do
+    {
+        Text.insert( Text.begin(), "0123456789abcdefghijklmnopqrstuvwxyz"[ Value % static_cast<unsigned>( Base ) ] );
+        Value /= static_cast<unsigned>( Base );
+    } while ( Value != 0 );
+    return Text;
+}
+
+int Code( std::errc Error )
+{
+    return static_cast<int>( Error );
+}
+} // namespace
+
+TYPED_TEST( CCharConvIntegers, ToCharsAgreesWithStandardInEveryBase )
+{
+    const uint64 nSeed = 977;
+    std::mt19937_64 Generator( nSeed );
+    for ( int32 Base = 2; Base <= 36; ++Base )
+    {
+        for ( int Round = 0; Round < 400; ++Round )
+        {
+            const TypeParam Value = Round == 0   ? std::numeric_limits<TypeParam>::min()
+                                    : Round == 1 ? std::numeric_limits<TypeParam>::max()
+                                    : Round == 2 ? TypeParam( 0 )
+                                                 : RandomValue<TypeParam>( Generator );
+            char Buffer[ 80 ];
+            const std::to_chars_result Result = to_chars( Buffer, Buffer + sizeof( Buffer ), Value, Base );
+            ASSERT_EQ( Result.ec, std::errc {} );
+            ASSERT_EQ( std::string( Buffer, Result.ptr ), StdText( Value, Base ) )
+                << "seed " << nSeed << ", base " << Base << ", value " << +Value;
+
+            TypeParam Parsed = TypeParam( 1 );
+            const std::from_chars_result Back = from_chars( Buffer, Result.ptr, Parsed, Base );
+            ASSERT_EQ( Back.ec, std::errc {} );
+            ASSERT_EQ( Back.ptr, Result.ptr );
+            ASSERT_EQ( Parsed, Value ) << "seed " << nSeed << ", base " << Base;
+        }
+    }
+}
+
+TYPED_TEST( CCharConvIntegers, FromCharsAgreesWithStandardOnRandomTexts )
+{
+    const uint64 nSeed = 31337;
+    std::mt19937_64 Generator( nSeed );
+    for ( int32 Base = 2; Base <= 36; ++Base )
+    {
+        for ( int Round = 0; Round < 1500; ++Round )
+        {
+            const std::string Text = ( Round % 3 == 0 ? "-" : "" ) + RandomText( Generator );
+            const char* const pFirst = Text.data();
+            const char* const pLast = pFirst + Text.size();
+            TypeParam Ours = TypeParam( 7 );
+            TypeParam Theirs = TypeParam( 7 );
+            const std::from_chars_result OurResult = from_chars( pFirst, pLast, Ours, Base );
+            const std::from_chars_result StdResult = std::from_chars( pFirst, pLast, Theirs, Base );
+            ASSERT_EQ( Code( OurResult.ec ), Code( StdResult.ec ) )
+                << "seed " << nSeed << ", base " << Base << ", text '" << Text << "'";
+            ASSERT_EQ( OurResult.ptr - pFirst, StdResult.ptr - pFirst )
+                << "seed " << nSeed << ", base " << Base << ", text '" << Text << "'";
+            ASSERT_EQ( Ours, Theirs ) << "seed " << nSeed << ", base " << Base << ", text '" << Text << "'";
+        }
+    }
+}
+
+TYPED_TEST( CCharConvIntegers, LimitsAndOneBeyond )
+{
+    using UnsignedT = std::make_unsigned_t<TypeParam>;
+    for ( int32 Base : { 2, 3, 7, 10, 16, 36 } )
+    {
+        const std::string Max = StdText( std::numeric_limits<TypeParam>::max(), Base );
+        const std::string Beyond =
+            WideText( static_cast<unsigned __int128>( UnsignedT( std::numeric_limits<TypeParam>::max() ) ) + 1, Base );
+        TypeParam Value = TypeParam( 5 );
+        EXPECT_EQ( from_chars( Max.data(), Max.data() + Max.size(), Value, Base ).ec, std::errc {} );
+        EXPECT_EQ( Value, std::numeric_limits<TypeParam>::max() );
+        const std::from_chars_result Over = from_chars( Beyond.data(), Beyond.data() + Beyond.size(), Value, Base );
+        EXPECT_EQ( Over.ec, std::errc::result_out_of_range ) << Beyond;
+        EXPECT_EQ( Over.ptr, Beyond.data() + Beyond.size() );
+        EXPECT_EQ( Value, std::numeric_limits<TypeParam>::max() ) << "a failed parse wrote its output";
+        if constexpr ( std::is_signed_v<TypeParam> )
+        {
+            const std::string Min = "-" + Beyond;
+            EXPECT_EQ( from_chars( Min.data(), Min.data() + Min.size(), Value, Base ).ec, std::errc {} );
+            EXPECT_EQ( Value, std::numeric_limits<TypeParam>::min() );
+        }
+    }
+}
+
+TEST( CharConv, BoundaryTexts )
+{
+    auto Parse = []( const std::string& Text, int32 Base = 10 )
+    {
+        int32 Value = -7;
+        const std::from_chars_result Result = from_chars( Text.data(), Text.data() + Text.size(), Value, Base );
+        return std::make_tuple( Value, Code( Result.ec ), static_cast<int>( Result.ptr - Text.data() ) );
+    };
+    EXPECT_EQ( Parse( "2147483647" ), std::make_tuple( 2147483647, 0, 10 ) );
+    EXPECT_EQ( Parse( "2147483648" ), std::make_tuple( -7, 34, 10 ) );
+    EXPECT_EQ( Parse( "-2147483648" ), std::make_tuple( -2147483647 - 1, 0, 11 ) );
+    EXPECT_EQ( Parse( "99999999999x" ), std::make_tuple( -7, 34, 11 ) );
+    EXPECT_EQ( Parse( "-" ), std::make_tuple( -7, 22, 0 ) );
+    EXPECT_EQ( Parse( "" ), std::make_tuple( -7, 22, 0 ) );
+    EXPECT_EQ( Parse( "-x" ), std::make_tuple( -7, 22, 0 ) );
+    EXPECT_EQ( Parse( "+1" ), std::make_tuple( -7, 22, 0 ) );
+    EXPECT_EQ( Parse( " 1" ), std::make_tuple( -7, 22, 0 ) );
+    EXPECT_EQ( Parse( "0x10" ), std::make_tuple( 0, 0, 1 ) );
+    EXPECT_EQ( Parse( "12ab" ), std::make_tuple( 12, 0, 2 ) );
+    EXPECT_EQ( Parse( "12ab", 16 ), std::make_tuple( 0x12ab, 0, 4 ) );
+    EXPECT_EQ( Parse( "Z", 36 ), std::make_tuple( 35, 0, 1 ) );
+    EXPECT_EQ( Parse( "z", 36 ), std::make_tuple( 35, 0, 1 ) );
+    EXPECT_EQ( Parse( "z", 35 ), std::make_tuple( -7, 22, 0 ) );
+
+    uint32 Unsigned = 3;
+    const char Negative[] = "-1";
+    EXPECT_EQ( from_chars( Negative, Negative + 2, Unsigned ).ec, std::errc::invalid_argument );
+    EXPECT_EQ( Unsigned, 3u );
+}
+
+TEST( CharConv, ToCharsSignAndBufferRules )
+{
+    char Buffer[ 32 ];
+    std::to_chars_result Result = to_chars( Buffer, Buffer + sizeof( Buffer ), std::numeric_limits<int64>::min() );
+    EXPECT_EQ( std::string( Buffer, Result.ptr ), "-9223372036854775808" );
+
+    char One[ 1 ] = { 'x' };
+    Result = to_chars( One, One + 1, int32( -1 ) );
+    EXPECT_EQ( Result.ec, std::errc::value_too_large );
+    EXPECT_EQ( Result.ptr, One + 1 );
+    EXPECT_EQ( One[ 0 ], '-' );
+
+    Result = to_chars( One, One, int32( -1 ) );
+    EXPECT_EQ( Result.ec, std::errc::value_too_large );
+    EXPECT_EQ( Result.ptr, One );
+
+    char Three[ 3 ] = { 'x', 'x', 'x' };
+    Result = to_chars( Three, Three + 3, uint32( 1234 ) );
+    EXPECT_EQ( Result.ec, std::errc::value_too_large );
+    EXPECT_EQ( Result.ptr, Three + 3 );
+    EXPECT_EQ( std::string( Three, 3 ), "xxx" );
+    Result = to_chars( Three, Three + 3, uint32( 123 ) );
+    EXPECT_EQ( std::string( Three, Result.ptr ), "123" );
+
+    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), int32( 35 ), 36 );
+    EXPECT_EQ( std::string( Buffer, Result.ptr ), "z" );
+    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), uint32( 0 ), 3 );
+    EXPECT_EQ( std::string( Buffer, Result.ptr ), "0" );
+    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), int32( -255 ), 16 );
+    EXPECT_EQ( std::string( Buffer, Result.ptr ), "-ff" );
+}
+
+TEST( CharConv, MisuseReportsItsCondition )
+{
+    CAssertRecorder Asserts;
+    const char Text[] = "12";
+    int32 Value = 0;
+    from_chars( Text + 1, Text, Value );
+    from_chars( Text, Text + 2, Value, 1 );
+    char Buffer[ 4 ];
+    to_chars( Buffer, Buffer + 4, Value, 37 );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "First <= Last", "Base >= 2 && Base <= 36",
+                                                             "Base >= 2 && Base <= 36" } ) );
+}
+
+namespace
+{
+struct SFixedParse
+{
+    int64 Raw;
+    int Error;
+    int Consumed;
+    bool operator==( const SFixedParse& ) const = default;
+};
+
+std::ostream& operator<<( std::ostream& Stream, const SFixedParse& Parse )
+{
+    return Stream << "{ raw " << Parse.Raw << ", error " << Parse.Error << ", consumed " << Parse.Consumed << " }";
+}
+
+SFixedParse ParseFixed( const std::string& Text )
+{
+    CFixedPoint Value = CFixedPoint::FromRaw( 424242 );
+    const std::from_chars_result Result = from_chars( Text.data(), Text.data() + Text.size(), Value );
+    return { Value.GetRaw(), Code( Result.ec ), static_cast<int>( Result.ptr - Text.data() ) };
+}
+
+std::string FixedText( int64 Raw )
+{
+    char Buffer[ 64 ];
+    const std::to_chars_result Result = to_chars( Buffer, Buffer + sizeof( Buffer ), CFixedPoint::FromRaw( Raw ) );
+    return std::string( Buffer, Result.ptr );
+}
+
+// The shortest exact decimal text of a raw value, built from the standard library's integer text.
+std::string ExpectedFixedText( int64 Raw )
+{
+    const __int128 Wide = Raw;
+    const __int128 Magnitude = Wide < 0 ? -Wide : Wide;
+    std::string Text = ( Raw < 0 ? "-" : "" ) + std::to_string( static_cast<uint64>( Magnitude / 100000 ) );
+    std::string Fraction = std::to_string( static_cast<uint64>( Magnitude % 100000 ) );
+    Fraction = std::string( 5 - Fraction.size(), '0' ) + Fraction;
+    while ( !Fraction.empty() && Fraction.back() == '0' )
+    {
+        Fraction.pop_back();
+    }
+    return Fraction.empty() ? Text : Text + "." + Fraction;
+}
+} // namespace
+
+TEST( CharConvFixedPoint, TextRoundTripsOverRandomRawValues )
+{
+    const uint64 nSeed = 8675309;
+    std::mt19937_64 Generator( nSeed );
+    for ( int Round = 0; Round < 200000; ++Round )
+    {
+        const int64 Raw = Round == 0   ? std::numeric_limits<int64>::min()
+                          : Round == 1 ? std::numeric_limits<int64>::max()
+                          : Round == 2 ? 0
+                                       : RandomValue<int64>( Generator );
+        const std::string Text = FixedText( Raw );
+        ASSERT_EQ( Text, ExpectedFixedText( Raw ) ) << "seed " << nSeed << ", raw " << Raw;
+        ASSERT_EQ( ParseFixed( Text ), ( SFixedParse{ Raw, 0, static_cast<int>( Text.size() ) } ) )
+            << "seed " << nSeed << ", text " << Text;
+    }
+}
+
+TEST( CharConvFixedPoint, ShortestTexts )
+{
+    EXPECT_EQ( FixedText( -50000 ), "-0.5" );
+    EXPECT_EQ( FixedText( 100000 ), "1" );
+    EXPECT_EQ( FixedText( 1 ), "0.00001" );
+    EXPECT_EQ( FixedText( -1 ), "-0.00001" );
+    EXPECT_EQ( FixedText( 0 ), "0" );
+    EXPECT_EQ( FixedText( 123450 ), "1.2345" );
+    EXPECT_EQ( FixedText( std::numeric_limits<int64>::min() ), "-92233720368547.75808" );
+    EXPECT_EQ( FixedText( std::numeric_limits<int64>::max() ), "92233720368547.75807" );
+
+    char Small[ 3 ];
+    const std::to_chars_result Result = to_chars( Small, Small + 3, CFixedPoint::FromRaw( -50000 ) );
+    EXPECT_EQ( Result.ec, std::errc::value_too_large );
+    EXPECT_EQ( Result.ptr, Small + 3 );
+}
+
+TEST( CharConvFixedPoint, ParsesTheLimitsAndRefusesBeyond )
+{
+    EXPECT_EQ( ParseFixed( "1.5" ), ( SFixedParse{ 150000, 0, 3 } ) );
+    EXPECT_EQ( ParseFixed( "-0.00001" ), ( SFixedParse{ -1, 0, 8 } ) );
+    EXPECT_EQ( ParseFixed( "-0.5" ), ( SFixedParse{ -50000, 0, 4 } ) );
+    EXPECT_EQ( ParseFixed( "42" ), ( SFixedParse{ 4200000, 0, 2 } ) );
+    EXPECT_EQ( ParseFixed( "1.000000" ).Error, 34 );
+    EXPECT_EQ( ParseFixed( "92233720368547.75807" ), ( SFixedParse{ std::numeric_limits<int64>::max(), 0, 20 } ) );
+    EXPECT_EQ( ParseFixed( "92233720368547.75808" ).Error, 34 );
+    EXPECT_EQ( ParseFixed( "-92233720368547.75808" ), ( SFixedParse{ std::numeric_limits<int64>::min(), 0, 21 } ) );
+    EXPECT_EQ( ParseFixed( "-92233720368547.75809" ).Error, 34 );
+    EXPECT_EQ( ParseFixed( "92233720368548" ), ( SFixedParse{ 424242, 34, 14 } ) );
+    EXPECT_EQ( ParseFixed( "-92233720368548" ), ( SFixedParse{ 424242, 34, 15 } ) );
+    EXPECT_EQ( ParseFixed( "92233720368548.5" ).Error, 34 );
+    EXPECT_EQ( ParseFixed( "99999999999999999999.5" ).Error, 34 );
+    EXPECT_EQ( ParseFixed( "" ), ( SFixedParse{ 424242, 22, 0 } ) );
+    EXPECT_EQ( ParseFixed( "-" ), ( SFixedParse{ 424242, 22, 0 } ) );
+    EXPECT_EQ( ParseFixed( ".5" ).Error, 22 );
+    EXPECT_EQ( ParseFixed( "1.x" ), ( SFixedParse{ 424242, 22, 2 } ) );
+}
+
+TEST( CharConvFixedPoint, KeptQuirksOfTheFraction )
+{
+    EXPECT_EQ( ParseFixed( "1.2x" ), ( SFixedParse{ 100002, 0, 4 } ) );
+    EXPECT_EQ( ParseFixed( "1.-5" ), ( SFixedParse{ 95000, 0, 4 } ) );
+    EXPECT_EQ( ParseFixed( "1." ), ( SFixedParse{ 100000, 0, 1 } ) );
+    EXPECT_EQ( ParseFixed( "1.5 " ), ( SFixedParse{ 100005, 0, 4 } ) );
+    EXPECT_EQ( ParseFixed( "7 .5" ), ( SFixedParse{ 700000, 0, 1 } ) );
+}
+
+TEST( CharConv, FromStringWantsTheWholeView )
+{
+    EXPECT_FALSE( FromString<int32>( CQorStringView( "12 " ) ).IsSet() );
+    EXPECT_EQ( FromString<int32>( CQorStringView( "12" ) ).GetValue(), 12 );
+    EXPECT_FALSE( FromString<int32>( CQorStringView() ).IsSet() );
+    EXPECT_FALSE( FromString<int8>( CQorStringView( "128" ) ).IsSet() );
+    EXPECT_EQ( FromString<uint64>( CQorStringView( "18446744073709551615" ) ).GetValue(),
+               std::numeric_limits<uint64>::max() );
+    EXPECT_EQ( FromString<CFixedPoint>( CQorStringView( "-2.25" ) ).GetValue().GetRaw(), -225000 );
+    EXPECT_FALSE( FromString<CFixedPoint>( CQorStringView( "1." ) ).IsSet() );
+
+    const char Text[] = "345";
+    EXPECT_EQ( FromString<int32>( CQorStringView( Text, 2, ENullTerminated::No ) ).GetValue(), 34 );
+}
+
+TEST( CharConv, ToStringGivesAnUnterminatedViewOrTheEmptyOne )
+{
+    char Buffer[ 8 ];
+    const CQorStringView Text = ToString( Buffer, Buffer + sizeof( Buffer ), int64( -1234 ) );
+    EXPECT_EQ( Text.GetData(), Buffer );
+    EXPECT_TRUE( Text == CQorStringView( "-1234" ) );
+    EXPECT_EQ( Text.GetNullTerminated(), ENullTerminated::No );
+
+    const CQorStringView Fixed = ToString( Buffer, Buffer + sizeof( Buffer ), CFixedPoint::FromRaw( 250000 ) );
+    EXPECT_TRUE( Fixed == CQorStringView( "2.5" ) );
+
+    const CQorStringView TooLong = ToString( Buffer, Buffer + sizeof( Buffer ), uint64( 123456789 ) );
+    EXPECT_EQ( TooLong.GetData(), nullptr );
+    EXPECT_EQ( TooLong.GetSize(), 0 );
+    EXPECT_EQ( TooLong.GetNullTerminated(), ENullTerminated::No );
+}

@@ -1,0 +1,356 @@
+#include "qor_core/qor_string.h"
+
+#include "qor_core/qor_charconv.h"
+#include "tests/assert_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+#include <string>
+
+namespace
+{
+std::string Std( const CString& String )
+{
+    return String.GetStdString();
+}
+
+std::string FixedText( CFixedPoint Value )
+{
+    char Buffer[ 32 ];
+    return std::string( Buffer, to_chars( Buffer, Buffer + sizeof( Buffer ), Value ).ptr );
+}
+} // namespace
+
+TEST( CString, ConstructionAndView )
+{
+    EXPECT_EQ( Std( CString() ), "" );
+    EXPECT_EQ( Std( CString( "abc" ) ), "abc" );
+    EXPECT_EQ( Std( CString( "abcdef", 3 ) ), "abc" );
+    EXPECT_EQ( Std( CString( 'x' ) ), "x" );
+    const CString Text( "hello" );
+    const CQorStringView View = Text;
+    EXPECT_EQ( View.GetData(), Text.GetData() );
+    EXPECT_EQ( View.GetSize(), 5 );
+    EXPECT_TRUE( View.IsNullTerminated() );
+    EXPECT_STREQ( QorStrFmtCheck( Text ), "hello" );
+}
+
+TEST( CString, FloatingPointText )
+{
+    EXPECT_EQ( Std( CString( 1.0 ) ), "1" );
+    EXPECT_EQ( Std( CString( 1.5 ) ), "1.5" );
+    EXPECT_EQ( Std( CString( 2.0f ) ), "2" );
+    EXPECT_EQ( Std( CString( 0.125f ) ), "0.125" );
+    EXPECT_EQ( Std( CString( 100.0 ) ), "100" );
+    EXPECT_EQ( Std( CString( -0.5 ) ), "-0.5" );
+    EXPECT_EQ( Std( CString( 0.0001 ) ), "0" );
+    EXPECT_EQ( Std( CString( 1.23456 ) ), "1.235" );
+    EXPECT_EQ( Std( CString( 1.5, 3 ) ), "1.500" );
+    EXPECT_EQ( Std( CString( 2.0f, 0 ) ), "2" );
+    // The decimals form has a 32-byte buffer: longer text is cut.
+    EXPECT_EQ( CString( 1e40, 2 ).GetSize(), 31 );
+}
+
+TEST( CString, FixedPointTextAgreesWithTheConversion )
+{
+    const uint64 nSeed = 5150;
+    std::mt19937_64 Generator( nSeed );
+    for ( int Round = 0; Round < 20000; ++Round )
+    {
+        const int64 Raw = Round == 0 ? std::numeric_limits<int64>::min()
+                                     : static_cast<int64>( Generator() ) >> ( Generator() % 64 );
+        const CFixedPoint Value = CFixedPoint::FromRaw( Raw );
+        const std::string Shortest = FixedText( Value );
+        ASSERT_EQ( Std( CString( Value ) ), Shortest ) << "seed " << nSeed << ", raw " << Raw;
+
+        // With a decimal count the text is cut behind that many of the five digits.
+        const size_t Dot = Shortest.find( '.' );
+        const std::string Whole = Shortest.substr( 0, Dot );
+        std::string Digits = Dot == std::string::npos ? "" : Shortest.substr( Dot + 1 );
+        Digits.resize( 5, '0' );
+        ASSERT_EQ( Std( CString( Value, 0 ) ), Whole ) << "seed " << nSeed << ", raw " << Raw;
+        for ( int32 Decimals = 1; Decimals <= 5; ++Decimals )
+        {
+            ASSERT_EQ( Std( CString( Value, Decimals ) ), Whole + "." + Digits.substr( 0, Decimals ) )
+                << "seed " << nSeed << ", raw " << Raw << ", decimals " << Decimals;
+        }
+    }
+}
+
+TEST( CString, FixedPointTextCases )
+{
+    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( -50000 ) ) ), "-0.5" );
+    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( -50000 ), 0 ) ), "-0" );
+    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( 199999 ), 2 ) ), "1.99" );
+    EXPECT_EQ( Std( CString( CFixedPoint( 3 ) ) ), "3" );
+    EXPECT_EQ( Std( CString( CFixedPoint( 3 ), 2 ) ), "3.00" );
+
+    CAssertRecorder Asserts;
+    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( 123456 ), 7 ) ), "1.23456" );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Decimals > 0 && Decimals <= 5" } );
+}
+
+TEST( CString, IndexingChecksTheCapacity )
+{
+    CAssertRecorder Asserts;
+    CString Text( "abc" );
+    const int32 Capacity = static_cast<int32>( Text.GetStdString().capacity() );
+    Text[ 0 ] = 'x';
+    Text.At( 1u ) = 'y';
+    EXPECT_EQ( Std( Text ), "xyc" );
+    EXPECT_EQ( Text[ 3 ], '\0' );
+    Text[ Capacity ];
+    Text.At( static_cast<uint32>( Capacity ) );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+
+    const CString& Constant = Text;
+    Constant[ Capacity + 1 ];
+    Constant[ -1 ];
+    Constant.At( static_cast<uint32>( Capacity + 1 ) );
+    EXPECT_EQ( Asserts.Texts(),
+               ( std::vector<std::string>{ "index <= (int32)_str.capacity() && index >= 0",
+                                           "index <= (int32)_str.capacity() && index >= 0",
+                                           "index <= _str.capacity()" } ) );
+}
+
+TEST( CString, AppendInsertRemove )
+{
+    CString Text( "ab" );
+    Text += CString( "c" );
+    Text += CQorStringView( "d" );
+    Text += "e";
+    Text += 'f';
+    EXPECT_EQ( Std( Text ), "abcdef" );
+    EXPECT_EQ( Std( Text + CQorStringView( "g" ) ), "abcdefg" );
+
+    Text.Insert( 0, CString( "0" ) );
+    Text.Insert( 7, CQorStringView( "7" ) );
+    Text.Insert( 1, "1" );
+    Text.Insert( 2, "2345", 1 );
+    Text.Insert( 3, 2, '-' );
+    EXPECT_EQ( Std( Text ), "012--abcdef7" );
+    Text.Remove( 3 );
+    EXPECT_EQ( Std( Text ), "012-abcdef7" );
+    EXPECT_THROW( Text.Remove( 12 ), std::out_of_range );
+
+    CAssertRecorder Asserts;
+    EXPECT_THROW( Text.Insert( 20, "x" ), std::out_of_range );
+    EXPECT_THROW( Text.Insert( -1, 1, 'x' ), std::out_of_range );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>( 2, "Index >= 0 && Index <= GetSize()" ) );
+}
+
+TEST( CString, ComparisonsAreByteWise )
+{
+    const CString A( "abc" );
+    const CString B( "abd" );
+    EXPECT_TRUE( A < B );
+    EXPECT_TRUE( A <= B );
+    EXPECT_TRUE( B > A );
+    EXPECT_TRUE( B >= A );
+    EXPECT_TRUE( A <= A && A >= A );
+    EXPECT_FALSE( A < A );
+    EXPECT_TRUE( CString( "Z" ) < CString( "a" ) );
+    EXPECT_TRUE( A == CString( "abc" ) );
+    EXPECT_TRUE( A == "abc" );
+    EXPECT_TRUE( A == CQorStringView( "abc" ) );
+    EXPECT_TRUE( CQorStringView( "abc" ) == A );
+    EXPECT_FALSE( A == B );
+}
+
+TEST( CString, SearchesAgreeWithTheStandardString )
+{
+    const uint32 nSeed = 777;
+    std::mt19937 Generator( nSeed );
+    for ( int Round = 0; Round < 5000; ++Round )
+    {
+        std::string Haystack( Generator() % 12, 'a' );
+        for ( char& Char : Haystack )
+        {
+            Char = static_cast<char>( 'a' + Generator() % 3 );
+        }
+        std::string Needle( Generator() % 3, 'a' );
+        for ( char& Char : Needle )
+        {
+            Char = static_cast<char>( 'a' + Generator() % 3 );
+        }
+        const CString Text( Haystack.c_str() );
+        const int32 Pos = static_cast<int32>( Generator() % 14 );
+        const char Char = static_cast<char>( 'a' + Generator() % 3 );
+        ASSERT_EQ( Text.Find( Char, Pos ), static_cast<int32>( Haystack.find( Char, Pos ) ) ) << "seed " << nSeed;
+        ASSERT_EQ( Text.Find( CQorStringView( Needle.c_str() ), Pos ),
+                   static_cast<int32>( Haystack.find( Needle, Pos ) ) )
+            << "seed " << nSeed;
+        ASSERT_EQ( Text.ReverseFind( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
+            << "seed " << nSeed;
+        ASSERT_EQ( Text.ReverseFind( CQorStringView( Needle.c_str() ), Pos ),
+                   static_cast<int32>( Haystack.rfind( Needle, Pos ) ) )
+            << "seed " << nSeed;
+        ASSERT_EQ( Text.FindLast( Char ), static_cast<int32>( Haystack.rfind( Char ) ) ) << "seed " << nSeed;
+        if ( Pos < Text.GetSize() )
+        {
+            ASSERT_EQ( Text.FindLast( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
+                << "seed " << nSeed;
+        }
+        ASSERT_EQ( Text.FindLast( Needle.c_str() ), static_cast<int32>( Haystack.rfind( Needle ) ) )
+            << "seed " << nSeed;
+        ASSERT_EQ( Text.Count( Char ), static_cast<int32>( std::count( Haystack.begin(), Haystack.end(), Char ) ) );
+    }
+}
+
+TEST( CString, SearchMisuseReports )
+{
+    CAssertRecorder Asserts;
+    const CString Text( "abcabc" );
+    Text.Find( 'a', -1 );
+    Text.Find( CQorStringView( "a" ), -2 );
+    Text.ReverseFind( 'a', -1 );
+    Text.ReverseFind( CQorStringView( "a" ), -1 );
+    EXPECT_EQ( Text.FindLast( 'c', 6 ), 5 );
+    EXPECT_EQ( Text.FindLast( 'c', -5 ), 5 );
+    const std::string FindLastText =
+        "nStartPos == CString::npos || ( nStartPos >= 0 && nStartPos < GetSize() ) && \"Search start position must "
+        "either be a valid index within the string, or the special npos value to indicate searching from the very "
+        "end.\"";
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "nStartPos >= 0", "nStartPos >= 0", "nEndPos >= 0",
+                                                             "nEndPos >= 0", FindLastText, FindLastText } ) );
+}
+
+TEST( CString, SubstrMendsItsArguments )
+{
+    const CString Text( "abcdef" );
+    EXPECT_EQ( Std( Text.Substr( 1, 3 ) ), "bc" );
+    EXPECT_EQ( Std( Text.Substr( 2 ) ), "cdef" );
+    EXPECT_EQ( Std( Text.Substr( 4, 99 ) ), "ef" );
+
+    CAssertRecorder Asserts;
+    EXPECT_EQ( Std( CString( "abc" ).Substr( 5, 2 ) ), "" );
+    EXPECT_EQ( Asserts.Texts(),
+               ( std::vector<std::string>{ "Substring start position out of bounds", "nEndPos >= nStartPos" } ) );
+    Asserts.Clear();
+    EXPECT_EQ( Std( Text.Substr( -2, 2 ) ), "ab" );
+    EXPECT_EQ( Std( Text.Substr( 3, 1 ) ), "" );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "nStartPos >= 0", "nEndPos >= nStartPos" } ) );
+
+    const CString Zero( "ab\0cd", 5 );
+    EXPECT_EQ( Zero.GetSize(), 5 );
+    EXPECT_EQ( Std( Zero.Substr( 0, 5 ) ), "ab" );
+}
+
+TEST( CString, Replacing )
+{
+    CString Text( "a.b.c" );
+    Text.Replace( '.', '/' );
+    EXPECT_EQ( Std( Text ), "a/b/c" );
+
+    EXPECT_TRUE( Text.ReplaceFirst( CQorStringView( "/" ), CQorStringView( "::" ), 2 ) );
+    EXPECT_EQ( Std( Text ), "a/b::c" );
+    EXPECT_FALSE( Text.ReplaceFirst( CQorStringView( "/" ), CQorStringView( "-" ), 2 ) );
+
+    CString Doubling( "aa" );
+    Doubling.ReplaceAll( "a", "aa" );
+    EXPECT_EQ( Std( Doubling ), "aaaa" );
+    CString Shrinking( "xaaax" );
+    Shrinking.ReplaceAll( "aa", "a" );
+    EXPECT_EQ( Std( Shrinking ), "xaax" );
+    CString Removing( "a-b-c" );
+    Removing.ReplaceAll( "-", "" );
+    EXPECT_EQ( Std( Removing ), "abc" );
+    Removing.ReplaceAll( "", "x" );
+    EXPECT_EQ( Std( Removing ), "abc" );
+}
+
+TEST( CString, Classifying )
+{
+    EXPECT_TRUE( CString( "" ).IsBlank() );
+    EXPECT_TRUE( CString( "   " ).IsBlank() );
+    EXPECT_FALSE( CString( " \t" ).IsBlank() );
+
+    EXPECT_FALSE( CString( "" ).IsDigits() );
+    EXPECT_TRUE( CString( "0123" ).IsDigits() );
+    EXPECT_FALSE( CString( "-1" ).IsDigits() );
+
+    EXPECT_TRUE( CString( "-12" ).IsInteger() );
+    EXPECT_TRUE( CString( "7" ).IsInteger() );
+    EXPECT_FALSE( CString( "-" ).IsInteger() );
+    EXPECT_FALSE( CString( "" ).IsInteger() );
+    EXPECT_FALSE( CString( "1-2" ).IsInteger() );
+
+    EXPECT_TRUE( CString( "09afAF" ).IsHexadecimal() );
+    EXPECT_FALSE( CString( "0x1" ).IsHexadecimal() );
+    EXPECT_FALSE( CString( "" ).IsHexadecimal() );
+
+    EXPECT_TRUE( CString( "" ).IsDecimalNumber() );
+    EXPECT_TRUE( CString( "-1.5" ).IsDecimalNumber() );
+    EXPECT_FALSE( CString( "1.2.3" ).IsDecimalNumber() );
+
+    EXPECT_TRUE( CString( "abba" ).ConsistsOf( "ab" ) );
+    EXPECT_FALSE( CString( "abc" ).ConsistsOf( "ab" ) );
+    EXPECT_TRUE( CString( "a\0b", 3 ).ConsistsOf( "ab" ) );
+
+    EXPECT_FALSE( CString( "plain" ).HasNonAscii() );
+    EXPECT_TRUE( CString( "caf\xe9" ).HasNonAscii() );
+
+    EXPECT_TRUE( CString( "" ).IsLowerCase() );
+    EXPECT_TRUE( CString( "abc 123_" ).IsLowerCase() );
+    EXPECT_FALSE( CString( "abC" ).IsLowerCase() );
+    EXPECT_TRUE( CString( "ab\0C", 4 ).IsLowerCase() );
+}
+
+TEST( CString, CaseAndTrim )
+{
+    CString Text( "Hello World\0TAIL", 16 );
+    Text.ToUpper();
+    EXPECT_EQ( Std( Text ), std::string( "HELLO WORLD\0TAIL", 16 ) );
+    Text.ToLower();
+    EXPECT_EQ( Std( Text ), std::string( "hello world\0TAIL", 16 ) );
+    Text.FirstToUpper();
+    EXPECT_EQ( Text[ 0 ], 'H' );
+    Text.FirstToLower();
+    EXPECT_EQ( Text[ 0 ], 'h' );
+    CString Empty;
+    Empty.FirstToUpper();
+    EXPECT_EQ( Empty.GetSize(), 0 );
+
+    CString Padded( "  x y  " );
+    EXPECT_EQ( Std( Padded.Trim( CQorStringView( " " ) ) ), "x y" );
+    EXPECT_EQ( Std( Padded ), "  x y  " );
+    Padded.TrimInPlace( CQorStringView( " x" ) );
+    EXPECT_EQ( Std( Padded ), "y" );
+}
+
+TEST( CString, RemoveDiacriticsFoldsLatin1 )
+{
+    std::string AllHigh;
+    for ( int32 Code = 128; Code < 256; ++Code )
+    {
+        AllHigh += static_cast<char>( Code );
+    }
+    CString Text( ( "ok" + AllHigh ).c_str() );
+    Text.RemoveDiacritics();
+    const std::string Folded = Std( Text );
+    ASSERT_EQ( Folded.size(), 130u );
+    EXPECT_EQ( Folded.substr( 0, 2 ), "ok" );
+    EXPECT_EQ( Folded.substr( 2, 64 ), std::string( 64, '?' ) );
+    EXPECT_EQ( Folded.substr( 66 ), "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYTsaaaaaaaceeeeiiiidnooooo?ouuuuyty" );
+}
+
+TEST( CString, ConversionsToNumbers )
+{
+    EXPECT_EQ( CString( "-2.5" ).ToFixedPoint().GetRaw(), -250000 );
+    EXPECT_EQ( CString( "-123" ).ToInt(), -123 );
+    EXPECT_EQ( CString( "4294967295" ).ToUnsigned(), 4294967295u );
+    EXPECT_EQ( CString( "-9223372036854775808" ).ToInt64(), std::numeric_limits<int64>::min() );
+    EXPECT_EQ( CString( "18446744073709551615" ).ToUnsigned64(), std::numeric_limits<uint64>::max() );
+    EXPECT_EQ( CString( "2.5" ).ToFloat(), 2.5f );
+    EXPECT_EQ( CString( "-0.25" ).ToDouble(), -0.25 );
+    EXPECT_EQ( CString( " 42abc" ).ToIntAtoi(), 42 );
+
+    CAssertRecorder Asserts;
+    EXPECT_EQ( CString( "1.000001" ).ToFixedPoint(), CFixedPoint() );
+    EXPECT_EQ( CString( "x" ).ToFixedPoint(), CFixedPoint() );
+    CString( "-1" ).ToUnsigned();
+    CString( "2147483648" ).ToInt();
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>( 4, "Result.ec == std::errc {}" ) );
+}
