@@ -14,6 +14,7 @@
 
 #include "qor_core/allocator/qor_inline_buffer_allocator.h"
 #include "qor_core/container/qor_robin_hood_table.h"
+#include "qor_core/fixedpoint.h"
 #include "qor_core/qor_assert.h"
 #include "qor_core/qor_hash.h"
 
@@ -38,6 +39,21 @@ class CQorAnyTypedVisitor
 public:
     virtual ~CQorAnyTypedVisitor() = default;
     virtual void Visit( const T& Value ) = 0;
+};
+
+// Reads a float or a fixed-point value as a float; an any of another type leaves _fValue as it was.
+class CFloatConvertVisitor : public CQorAnyTypedVisitor<CFixedPoint>,
+                             public CQorAnyTypedVisitor<float>,
+                             public CQorAnyVisitor
+{
+public:
+    void Visit( const CFixedPoint& Value ) override
+    {
+        _fValue = static_cast<float>( Value.GetRaw() ) / static_cast<float>( CFixedPoint::Scale );
+    }
+    void Visit( const float& fValue ) override { _fValue = fValue; }
+
+    float _fValue = 0.0f;
 };
 
 namespace QorAnyImpl

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <memory>
@@ -278,6 +279,43 @@ TEST( CQorAny, VisitorsAcceptExactlyTheTypesTheyList )
         EXPECT_FALSE( Any.Accept( Visitor ) );
         EXPECT_EQ( Visitor.Seen, "nothing" );
     }
+}
+
+TEST( CFloatConvertVisitor, ReadsFloatsAndFixedPointsAndNothingElse )
+{
+    CFloatConvertVisitor Visitor;
+    CQorAny<32> Any;
+    Any.Set( 25.789f );
+    EXPECT_TRUE( Any.Accept( Visitor ) );
+    EXPECT_EQ( Visitor._fValue, 25.789f );
+    Any.Set( CFixedPoint::FromRaw( 5744000 ) );
+    EXPECT_TRUE( Any.Accept( Visitor ) );
+    EXPECT_EQ( Visitor._fValue, 57.44f );
+    Any.Set( CFixedPoint::FromRaw( -150000 ) );
+    EXPECT_TRUE( Any.Accept( Visitor ) );
+    EXPECT_EQ( Visitor._fValue, -1.5f );
+    for ( auto Set : { +[]( CQorAny<32>& A ) { A.Set( int32( 4 ) ); }, +[]( CQorAny<32>& A ) { A.Set( 4.0 ); },
+                       +[]( CQorAny<32>& A ) { A.Set( std::string( "4" ) ); }, +[]( CQorAny<32>& A ) { A.Reset(); } } )
+    {
+        Set( Any );
+        EXPECT_FALSE( Any.Accept( Visitor ) );
+        EXPECT_EQ( Visitor._fValue, -1.5f );
+    }
+}
+
+TEST( CQorAny, FixedPointComparesItsRawValueAndDoesNotHash )
+{
+    CAssertRecorder Asserts;
+    CQorAny<32> Any;
+    Any.Set( CFixedPoint::FromRaw( -1 ) );
+    EXPECT_TRUE( Any.IsEqualToValue( CFixedPoint::FromRaw( -1 ) ) );
+    EXPECT_FALSE( Any.IsEqualToValue( CFixedPoint::FromRaw( 1 ) ) );
+    EXPECT_EQ( Any.GetHash(), 0u );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Attempting to hash object that does not support hashing" } );
+    // A float over a fixed point resets first: the storage behind the float's four bytes is zero again.
+    Any.Set( 1.0f );
+    const std::array<unsigned char, 32> Bytes = StorageBytes( Any );
+    EXPECT_EQ( std::count( Bytes.begin() + 4, Bytes.end(), 0 ), 28 );
 }
 
 TEST( CQorAny, NonCopyableAnyMovesValuesThatCannotBeCopied )
