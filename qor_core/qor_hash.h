@@ -4,11 +4,16 @@
 // data in any number of blocks: a partial word left by the previous block is completed from the new bytes,
 // whole little-endian words are mixed in, and the rest waits in the carry. Finishing mixes in the carry and
 // the total length, so the result equals the single-shot hash for any split of the data.
+//
+// SQorTypeIndex: a compile-time type named at run time, stored, compared and hashed. Its hash walks the
+// type's name (the standard library's hash_code) and then goes through HashBytes. Where only in-process
+// identity is needed, the any's type table address is the cheaper key (qor_any.h).
 
 #include "qor_core/qor_types.h"
 
 #include <bit>
 #include <cstring>
+#include <typeinfo>
 
 namespace NQorHash
 {
@@ -101,3 +106,51 @@ inline void HashBytes( uint32 nSeed, const void* pData, uint64 nBytes, uint32* p
 {
     *pResult = HashBytes( nSeed, pData, nBytes );
 }
+
+// Equal for the same type wherever the index was taken; the hash is stable within a run only.
+struct SQorTypeIndex
+{
+    // The index of void.
+    SQorTypeIndex() = default;
+    explicit SQorTypeIndex( const std::type_info& TypeInfo ) : _pTypeInfo( &TypeInfo ) {}
+
+    template <typename T>
+    static SQorTypeIndex Get()
+    {
+        return SQorTypeIndex( typeid( T ) );
+    }
+
+    // The type_info objects compare, not their addresses: a type may have one per shared object.
+    friend bool operator==( const SQorTypeIndex& Left, const SQorTypeIndex& Right )
+    {
+        return *Left._pTypeInfo == *Right._pTypeInfo;
+    }
+
+    // hash_code walks the type's name on every call.
+    uint32 GetHash() const
+    {
+        const uint64 nStdHash = _pTypeInfo->hash_code();
+        return HashBytes( 0, &nStdHash, sizeof( nStdHash ) );
+    }
+
+    const std::type_info& GetTypeInfo() const { return *_pTypeInfo; }
+
+    const std::type_info* _pTypeInfo = &typeid( void );
+};
+
+struct SQorTypeIndexHasher
+{
+    uint32 operator()( const SQorTypeIndex& Index ) const { return Index.GetHash(); }
+};
+
+// The unordered set and map take SQorTypeIndex keys with their default hasher.
+namespace NQorUnorderedSet
+{
+template <typename KeyT>
+struct SDefaultHasher;
+
+template <>
+struct SDefaultHasher<SQorTypeIndex> : SQorTypeIndexHasher
+{
+};
+} // namespace NQorUnorderedSet

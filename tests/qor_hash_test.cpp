@@ -1,5 +1,7 @@
 #include "qor_core/qor_hash.h"
 
+#include "qor_core/container/qor_unordered_set.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -59,4 +61,33 @@ TEST( HashBytes, ProgressiveFeedingEqualsSingleShotForAnySplit )
         ASSERT_EQ( Hash.Finish(), HashBytes( nHashSeed, Data.data(), Data.size() ) )
             << "seed " << nSeed << ", round " << nRound << ", " << Data.size() << " bytes";
     }
+}
+
+namespace
+{
+template <int I>
+struct STypeIndexProbe
+{
+};
+} // namespace
+
+TEST( SQorTypeIndex, ComparesByTypeAndHashesTheStandardHashThroughHashBytes )
+{
+    const SQorTypeIndex IntIndex = SQorTypeIndex::Get<int32>();
+    EXPECT_TRUE( IntIndex == SQorTypeIndex( typeid( int32 ) ) );
+    EXPECT_FALSE( IntIndex == SQorTypeIndex::Get<uint32>() );
+    EXPECT_FALSE( SQorTypeIndex::Get<STypeIndexProbe<0>>() == SQorTypeIndex::Get<STypeIndexProbe<1>>() );
+    EXPECT_TRUE( SQorTypeIndex() == SQorTypeIndex::Get<void>() );
+
+    const uint64 nStdHash = typeid( STypeIndexProbe<3> ).hash_code();
+    EXPECT_EQ( SQorTypeIndex::Get<STypeIndexProbe<3>>().GetHash(), HashBytes( 0, &nStdHash, 8 ) );
+    EXPECT_EQ( SQorTypeIndexHasher()( IntIndex ), IntIndex.GetHash() );
+
+    // The default hasher of the unordered map takes the index as a key.
+    NQorUnorderedMap::CQorUnorderedMap<SQorTypeIndex, int32> Map;
+    Map.Insert( SQorTypeIndex::Get<STypeIndexProbe<0>>(), 10 );
+    Map.Insert( SQorTypeIndex::Get<STypeIndexProbe<1>>(), 11 );
+    ASSERT_NE( Map.FindValue( SQorTypeIndex( typeid( STypeIndexProbe<1> ) ) ), nullptr );
+    EXPECT_EQ( *Map.FindValue( SQorTypeIndex( typeid( STypeIndexProbe<1> ) ) ), 11 );
+    EXPECT_EQ( Map.FindValue( IntIndex ), nullptr );
 }
