@@ -86,6 +86,11 @@ void CFile::ResetFile( uint32 Type, uint32 Mode )
     _LastChar = 0;
 }
 
+void WriteString( CFile& File, CQorStringView Text )
+{
+    File.Write( Text.GetData(), Text.GetSize() );
+}
+
 namespace NFile
 {
 namespace

@@ -10,9 +10,8 @@
 // given out, so that a lexer reporting an error on a newline names the line the newline ends.
 // A file object belongs to one thread at a time.
 
+#include "qor_core/qor_string.h"
 #include "qor_core/qor_types.h"
-
-#include <string>
 
 class CBlob;
 
@@ -70,7 +69,7 @@ public:
     uint32 GetType() const { return _Type; }
     uint32 GetMode() const { return _Mode; }
     int32 GetLineNumber() const { return _LineNumber; }
-    const std::string& GetFileName() const { return _FileName; }
+    const CString& GetFileName() const { return _FileName; }
 
 protected:
     CFile( uint32 Type, uint32 Mode ) : _Type( Type ), _Mode( Mode ) {}
@@ -87,8 +86,11 @@ protected:
     bool _bUnget = false;
     uint32 _Type;
     uint32 _Mode;
-    std::string _FileName;
+    CString _FileName;
 };
+
+// Writes the text's characters, without a terminating zero.
+void WriteString( CFile& File, CQorStringView Text );
 
 namespace NFile
 {

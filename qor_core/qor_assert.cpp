@@ -1,6 +1,7 @@
 #include "qor_core/qor_assert.h"
 
 #include "qor_core/container/qor_array.h"
+#include "qor_core/log_deprecated.h"
 #include "qor_core/platform/qor_debugger.h"
 
 #include <cstdarg>
@@ -27,14 +28,8 @@ const char* OrPlaceholder( const char* pText, const char* pPlaceholder )
     return pText ? pText : pPlaceholder;
 }
 
-// The assertion line of the log; a single write, so lines of different threads stay whole.
-void WriteAssertLine( const char* pText, const char* pFile, uint32 nLine )
-{
-    char Line[ 2048 ];
-    std::snprintf( Line, sizeof( Line ), "Assertion failed: %s:%u (%s)\n", OrPlaceholder( pFile, "<file>" ), nLine,
-                   OrPlaceholder( pText, "<assert>" ) );
-    NPlatform::OutputDebugString( Line );
-}
+// Reports go to the error category of the log.
+constexpr uint32 c_ErrorCategory = 1;
 } // namespace
 
 FQorAssertHandler SetAssertHandler( FQorAssertHandler pHandler )
@@ -70,7 +65,8 @@ void CallDumpHandler()
 
 bool LogAssert( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce )
 {
-    WriteAssertLine( pText, pFile, nLine );
+    LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Assertion failed: %s:%u (%s)",
+               OrPlaceholder( pFile, "<file>" ), nLine, OrPlaceholder( pText, "<assert>" ) );
     *pOnce = true;
     *pBreak = false;
     return true;
@@ -78,7 +74,13 @@ bool LogAssert( const char* pText, const char* pFile, uint32 nLine, bool* pBreak
 
 bool LogAssertFatal( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce )
 {
-    return LogAssert( pText, pFile, nLine, pBreak, pOnce );
+    char Line[ 2048 ];
+    std::snprintf( Line, sizeof( Line ), "Assertion failed: %s:%u (%s)", OrPlaceholder( pFile, "<file>" ), nLine,
+                   OrPlaceholder( pText, "<assert>" ) );
+    LogStackTrace( c_ErrorCategory, Line, 0, 100 );
+    *pOnce = true;
+    *pBreak = false;
+    return true;
 }
 
 // A process without a terminal to ask is never blocked: the report is logged and the site silenced, as

@@ -30,7 +30,7 @@ void AddAssertCallback( FQorAssertCallback pCallback );
 bool ReportAssert( const char* pText, const char* pFile, uint32 nLine, bool bFatal, bool* pOnce );
 // One error line "Assertion failed: %s:%u (%s)"; sets *pOnce, clears *pBreak, returns true.
 bool LogAssert( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
-// As LogAssert, with the call stack.
+// As LogAssert, with the call stack behind the line.
 bool LogAssertFatal( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
 // Asks the user what to do with a report. The result is the new value of the site's once flag.
 bool ShowAssertDialog( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool bOnce );

@@ -123,8 +123,9 @@ TEST( CMemoryFile, BlobWritesOverwriteInsideAndAppendTheOverhang )
 
     CMemoryFile Appender( &Blob, c_Binary, CFile::OPEN_WRITE_APPEND, false );
     EXPECT_EQ( Appender.GetPosition(), 13 );
-    Appender.Write( "?", 1 );
-    EXPECT_EQ( Text( Blob ), std::string( "hEL\x01\x02\x03\x04\x7f++D!!?" ) );
+    WriteString( Appender, "?!" );
+    EXPECT_EQ( Text( Blob ), std::string( "hEL\x01\x02\x03\x04\x7f++D!!?!" ) );
+    EXPECT_TRUE( Appender.GetFileName().IsEmpty() );
 }
 
 TEST( CMemoryFile, FixedBufferTakesAllOrNothing )

@@ -1,0 +1,321 @@
+#include "qor_core/filelogger.h"
+
+#include "qor_core/thread/qor_thread.h"
+#include "tests/assert_recorder.h"
+#include "tests/log_test_utils.h"
+#include "tests/test_threads.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+constexpr uint32 c_AllFlags =
+    CFileLogger::LOG_FLAG_FLUSH | CFileLogger::LOG_FLAG_TIMESTAMP | CFileLogger::LOG_FLAG_LOCATION;
+
+// The file's contents after one message through a file logger with the given flags.
+std::string LineOf( uint32 Flags, const char* pFile, uint32 Line, const std::string& Message )
+{
+    CTempPath Path( "line.log" );
+    {
+        CFileLogger Logger( Path.c_str(), Flags );
+        Logger.Log( 1, pFile, Line, CString( Message ) );
+    }
+    return ReadWholeFile( Path.Path() );
+}
+
+// Sees every message with its logger.
+class CRecordingObserver : public CLogObserver
+{
+public:
+    void OnLog( CLogger* pLogger, uint32 Category, CQorStringView File, uint32 Line,
+                const CString& Message ) override
+    {
+        _Seen.push_back( { pLogger, _pName, Category, ToStdString( File ), Line, Message.GetStdString() } );
+    }
+
+    struct SSeen
+    {
+        CLogger* pLogger;
+        const char* pObserver;
+        uint32 Category;
+        std::string File;
+        uint32 Line;
+        std::string Message;
+    };
+    CRecordingObserver( std::vector<SSeen>& Seen, const char* pName ) : _Seen( Seen ), _pName( pName ) {}
+
+private:
+    std::vector<SSeen>& _Seen;
+    const char* _pName;
+};
+} // namespace
+
+TEST( CFileLogger, PrefixesTimeAndLocationByTheFlags )
+{
+    EXPECT_EQ( LineOf( 0, "src/a.cpp", 12, "plain\n" ), "plain\r\n" );
+    EXPECT_EQ( LineOf( CFileLogger::LOG_FLAG_LOCATION, "/full/path/src/a.cpp", 12, "text\n" ),
+               "[a.cpp:12]: text\r\n" );
+    EXPECT_EQ( LineOf( CFileLogger::LOG_FLAG_LOCATION, "C:\\src\\win.cpp", 3, "x\n" ), "[win.cpp:3]: x\r\n" );
+    EXPECT_EQ( LineOf( CFileLogger::LOG_FLAG_LOCATION, "src/dir//", 4, "x\n" ), "[dir:4]: x\r\n" )
+        << "trailing separators are trimmed first";
+    EXPECT_TRUE( std::regex_match( LineOf( CFileLogger::LOG_FLAG_TIMESTAMP, "a.cpp", 1, "t\n" ),
+                                   std::regex( R"(\[\d\d:\d\d:\d\d\]: t\r\n)" ) ) );
+    EXPECT_TRUE( std::regex_match( LineOf( c_AllFlags, "x/a.cpp", 77, "both\n" ),
+                                   std::regex( R"(\[\d\d:\d\d:\d\d\]\[a\.cpp:77\]: both\r\n)" ) ) );
+}
+
+TEST( CFileLogger, AnEmptyFileNameWritesNoPrefixWhateverTheFlags )
+{
+    EXPECT_EQ( LineOf( c_AllFlags, "", 5, "bare\n" ), "bare\r\n" );
+    EXPECT_EQ( LineOf( c_AllFlags, "//", 5, "bare\n" ), "bare\r\n" );
+}
+
+TEST( CFileLogger, CountsEveryNewlineAndWritesEachAsCarriageReturnLineFeed )
+{
+    CTempPath Path( "lines.log" );
+    {
+        CFileLogger Logger( Path.c_str(), CFileLogger::LOG_FLAG_LOCATION );
+        Logger.Log( 1, "a.cpp", 1, "one\ntwo\n" );
+        Logger.Log( 1, "a.cpp", 2, "no end " );
+        Logger.Log( 1, "a.cpp", 3, "three\n" );
+        EXPECT_EQ( Logger.GetLineCounter(), 3u );
+        EXPECT_EQ( Logger.GetMessageCounter(), 0u ) << "the caller's path counts messages";
+    }
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "[a.cpp:1]: one\r\ntwo\r\n[a.cpp:2]: no end [a.cpp:3]: three\r\n" );
+}
+
+TEST( CFileLogger, FlushFlagMakesEachLineVisibleAtOnce )
+{
+    CTempPath Buffered( "buffered.log" );
+    CTempPath Flushed( "flushed.log" );
+    CFileLogger BufferedLogger( Buffered.c_str(), 0 );
+    CFileLogger FlushedLogger( Flushed.c_str(), CFileLogger::LOG_FLAG_FLUSH );
+    BufferedLogger.Log( 1, "a.cpp", 1, "b\n" );
+    FlushedLogger.Log( 1, "a.cpp", 1, "f\n" );
+    EXPECT_EQ( ReadWholeFile( Buffered.Path() ), "" );
+    EXPECT_EQ( ReadWholeFile( Flushed.Path() ), "f\r\n" );
+    BufferedLogger.Flush();
+    EXPECT_EQ( ReadWholeFile( Buffered.Path() ), "b\r\n" );
+}
+
+TEST( CFileLogger, ClearTruncatesTheFileAndKeepsLogging )
+{
+    CTempPath Path( "clear.log" );
+    CFileLogger Logger( Path.c_str(), CFileLogger::LOG_FLAG_FLUSH );
+    EXPECT_EQ( Logger.GetLogFileName().GetStdString(), Path.Path() );
+    Logger.Log( 1, "", 1, "before\n" );
+    Logger.Clear();
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
+    Logger.Log( 1, "", 1, "after\n" );
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "after\r\n" );
+    EXPECT_EQ( Logger.GetLogFileName().GetStdString(), Path.Path() );
+}
+
+TEST( CFileLogger, AFileThatWontOpenSendsTheLinesToStandardOutput )
+{
+    const std::string Path = "/nonexistent-folder-of-qor-tests/x.log";
+    CAssertRecorder Asserts;
+    testing::internal::CaptureStdout();
+    CFileLogger Logger( Path.c_str(), CFileLogger::LOG_FLAG_LOCATION );
+    Logger.Log( 1, "dir/a.cpp", 9, "lost?\n" );
+    Logger.Flush();
+    EXPECT_EQ( testing::internal::GetCapturedStdout(),
+               "File '" + Path + "' for logger is invalid\n[a.cpp:9]: lost?\r\n\n" );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "File '" + Path + "' for logger is invalid" } );
+}
+
+// Every thread logs through the filter, by the stream and the printf path in turn; the file must hold every
+// line exactly once, whole.
+TEST( CFileLogger, ThreadsLoseAndInterleaveNoLine )
+{
+    constexpr uint32 c_Category = 1001;
+    constexpr int nThreads = 4;
+    constexpr int nMessages = 150;
+    const std::regex LinePattern( R"(\[filelogger_test\.cpp:(\d+)\]: thread (\d+) message (\d+) (stream|printf))" );
+    for ( int Round = 0; Round < 10; ++Round )
+    {
+        CLogGuard Guard( { c_Category } );
+        CTempPath Path( "threads.log" );
+        CFileLogger FileLogger( Path.c_str(), CFileLogger::LOG_FLAG_LOCATION );
+        AddCategoryLogger( c_Category, &FileLogger, false );
+        SetLogger( CQorScopedPtr<CLogger>( new CFilterLogger ) );
+        RunOnThreads( nThreads, []( int Thread ) {
+            for ( int I = 0; I < nMessages; ++I )
+            {
+                if ( I % 2 == 0 )
+                {
+                    CLogStream( GetLogger(), __FILE__, __LINE__, c_Category )
+                        << "thread " << Thread << " message " << I << " stream" << std::endl;
+                }
+                else
+                {
+                    LogPrintf( SLogLocation( __FILE__, __LINE__, c_Category ), "thread %d message %d printf", Thread,
+                               I );
+                }
+            }
+        } );
+        FileLogger.Flush();
+
+        std::vector<std::vector<int>> Seen( nThreads, std::vector<int>( nMessages, 0 ) );
+        const std::string Text = ReadWholeFile( Path.Path() );
+        int nLines = 0;
+        for ( size_t Start = 0; Start < Text.size(); ++nLines )
+        {
+            const size_t End = Text.find( "\r\n", Start );
+            ASSERT_NE( End, std::string::npos ) << "unterminated tail in round " << Round;
+            const std::string Line = Text.substr( Start, End - Start );
+            std::smatch Match;
+            ASSERT_TRUE( std::regex_match( Line, Match, LinePattern ) ) << "round " << Round << ": " << Line;
+            const int Thread = std::stoi( Match[ 2 ] );
+            const int Message = std::stoi( Match[ 3 ] );
+            ASSERT_TRUE( Thread < nThreads && Message < nMessages ) << Line;
+            EXPECT_EQ( Match[ 4 ], Message % 2 == 0 ? "stream" : "printf" ) << Line;
+            ++Seen[ Thread ][ Message ];
+            Start = End + 2;
+        }
+        EXPECT_EQ( nLines, nThreads * nMessages ) << "round " << Round;
+        for ( const std::vector<int>& Counts : Seen )
+        {
+            EXPECT_EQ( std::count( Counts.begin(), Counts.end(), 1 ), nMessages ) << "round " << Round;
+        }
+        EXPECT_EQ( FileLogger.GetMessageCounter(), uint32( nThreads * nMessages ) );
+        EXPECT_EQ( FileLogger.GetLineCounter(), uint32( nThreads * nMessages ) );
+    }
+}
+
+TEST( CFilterLogger, RoutesByCategoryAndDropsWhatHasNoRoute )
+{
+    CLogGuard Guard( { 1002, 1003 } );
+    CRecordingLogger First;
+    CRecordingLogger Second;
+    AddCategoryLogger( 1002, &First, false );
+    AddCategoryLogger( 1003, &Second, false );
+    CFilterLogger Filter;
+    Filter.Log( 1002, "a.cpp", 1, "to first\n" );
+    Filter.Log( 1003, "a.cpp", 2, "to second\n" );
+    Filter.Log( 1004, "a.cpp", 3, "nowhere\n" );
+    EXPECT_EQ( First.Texts(), std::vector<std::string>{ "to first\n" } );
+    EXPECT_EQ( Second.Texts(), std::vector<std::string>{ "to second\n" } );
+    EXPECT_EQ( First.GetMessageCounter(), 1u );
+    EXPECT_EQ( Second.GetMessageCounter(), 1u );
+    EXPECT_EQ( Filter.GetMessageCounter(), 0u );
+    EXPECT_EQ( Filter.GetLoggerForCategory( 1002 ), &First );
+    EXPECT_EQ( Filter.GetLoggerForCategory( 1004 ), nullptr );
+    EXPECT_EQ( Filter.GetMessageCount( 1003 ), 1u );
+    EXPECT_EQ( Filter.GetMessageCount( 1004 ), 0u );
+    EXPECT_EQ( Filter.GetLineCount( 1004 ), 0u );
+}
+
+TEST( CFilterLogger, CountersFollowTheRoutedLoggerAndClearResetsThem )
+{
+    CLogGuard Guard( { 1005, 1006 } );
+    CTempPath Path( "counted.log" );
+    CFileLogger FileLogger( Path.c_str(), CFileLogger::LOG_FLAG_FLUSH );
+    CRecordingLogger Recorder;
+    AddCategoryLogger( 1005, &FileLogger, false );
+    AddCategoryLogger( 1006, &Recorder, false );
+    CFilterLogger Filter;
+    Filter.Log( 1005, "a.cpp", 1, "a\nb\n" );
+    Filter.Log( 1005, "a.cpp", 1, "c\n" );
+    EXPECT_EQ( Filter.GetMessageCount( 1005 ), 2u );
+    EXPECT_EQ( Filter.GetLineCount( 1005 ), 3u );
+    EXPECT_EQ( Filter.GetCategoryLogFileName( 1005 ).GetStdString(), Path.Path() );
+    EXPECT_TRUE( Filter.GetCategoryLogFileName( 1006 ).IsEmpty() );
+    EXPECT_TRUE( Filter.GetCategoryLogFileName( 1007 ).IsEmpty() );
+
+    Filter.Clear();
+    EXPECT_EQ( Filter.GetMessageCount( 1005 ), 0u );
+    EXPECT_EQ( Filter.GetLineCount( 1005 ), 0u );
+    EXPECT_EQ( Recorder.Clears(), 1 );
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
+}
+
+TEST( CFilterLogger, ObserversSeeEveryMessageInOrderBeforeRouting )
+{
+    CLogGuard Guard( { 1008 } );
+    CRecordingLogger Routed;
+    AddCategoryLogger( 1008, &Routed, false );
+    std::vector<CRecordingObserver::SSeen> Seen;
+    CRecordingObserver First( Seen, "first" );
+    CRecordingObserver Second( Seen, "second" );
+    CFilterLogger Filter;
+    Filter.AddObserver( &First );
+    Filter.AddObserver( &Second );
+    Filter.Log( 1008, "a.cpp", 4, "routed" );
+    Filter.Log( 1009, "b.cpp", 5, "dropped" );
+    Filter.RemoveObserver( &First );
+    Filter.Log( 1008, "c.cpp", 6, "later" );
+
+    ASSERT_EQ( Seen.size(), 5u );
+    const char* Order[] = { "first", "second", "first", "second", "second" };
+    for ( size_t I = 0; I < Seen.size(); ++I )
+    {
+        EXPECT_STREQ( Seen[ I ].pObserver, Order[ I ] ) << I;
+    }
+    EXPECT_EQ( Seen[ 0 ].pLogger, &Routed );
+    EXPECT_EQ( Seen[ 0 ].Category, 1008u );
+    EXPECT_EQ( Seen[ 0 ].File, "a.cpp" );
+    EXPECT_EQ( Seen[ 0 ].Line, 4u );
+    EXPECT_EQ( Seen[ 0 ].Message, "routed" );
+    EXPECT_EQ( Seen[ 2 ].pLogger, nullptr ) << "a category without a route is observed with no logger";
+    EXPECT_EQ( Seen[ 2 ].Message, "dropped" );
+    EXPECT_EQ( Seen[ 4 ].Message, "later" );
+}
+
+TEST( CFilterLogger, ASecondRouteKeepsTheFirstDebuggerFlag )
+{
+    CLogGuard Guard( { 1010, 1011 } );
+    CRecordingLogger Old;
+    CRecordingLogger New;
+    AddCategoryLogger( 1010, &Old, false );
+    AddCategoryLogger( 1010, &New, true );
+    AddCategoryLogger( 1011, &Old, true );
+    AddCategoryLogger( 1011, &New, false );
+    CFilterLogger Filter;
+    std::string Quiet;
+    std::string Told;
+    // On a thread of its own, so that its name shows and no other test's thread is renamed.
+    std::thread( [ & ] {
+        NThreads::SetThreadName( "Log Test" );
+        testing::internal::CaptureStderr();
+        Filter.Log( 1010, "src/quiet.cpp", 7, "quiet\n" );
+        Quiet = testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        Filter.Log( 1011, "src/told.cpp", 8, "told\n" );
+        Told = testing::internal::GetCapturedStderr();
+    } ).join();
+    EXPECT_EQ( New.Texts(), ( std::vector<std::string>{ "quiet\n", "told\n" } ) );
+    EXPECT_TRUE( Old.Texts().empty() );
+    EXPECT_EQ( Quiet, "" );
+    EXPECT_EQ( Told, "src/told.cpp(8): [Log Test] told\n" );
+}
+
+TEST( CFilterLogger, FlushReachesEveryRoute )
+{
+    CLogGuard Guard( { 1012, 1013 } );
+    CTempPath Path( "flushed.log" );
+    CFileLogger FileLogger( Path.c_str(), 0 );
+    CRecordingLogger Recorder;
+    AddCategoryLogger( 1012, &FileLogger, false );
+    AddCategoryLogger( 1013, &Recorder, false );
+    CFilterLogger Filter;
+    Filter.Log( 1012, "", 1, "waiting\n" );
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
+    Filter.Flush();
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "waiting\r\n" );
+    EXPECT_EQ( Recorder.Flushes(), 1 );
+}
+
+TEST( CNullLogger, WritesLocationAndMessageToTheDebuggerChannel )
+{
+    CNullLogger Logger;
+    testing::internal::CaptureStderr();
+    Logger.Log( 3, "/src/full/path.cpp", 21, "null\n" );
+    EXPECT_EQ( testing::internal::GetCapturedStderr(), "[/src/full/path.cpp:21] null\n" );
+    EXPECT_EQ( Logger.GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
+}

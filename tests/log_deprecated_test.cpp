@@ -1,0 +1,249 @@
+#include "qor_core/log_deprecated.h"
+
+#include "qor_core/filelogger.h"
+#include "tests/assert_recorder.h"
+#include "tests/log_test_utils.h"
+#include "tests/test_threads.h"
+
+#include <gtest/gtest.h>
+
+#include <cwchar>
+#include <limits>
+#include <set>
+#include <string>
+
+namespace
+{
+// Tells whether it was destroyed.
+class CWatchedLogger : public CRecordingLogger
+{
+public:
+    explicit CWatchedLogger( bool* pDestroyed ) : _pDestroyed( pDestroyed ) {}
+    ~CWatchedLogger() override { *_pDestroyed = true; }
+
+private:
+    bool* _pDestroyed;
+};
+
+// Logs a second message from inside Log, through the printf path, as a logger that asserts would.
+class CReentrantLogger : public CRecordingLogger
+{
+public:
+    void Log( uint32 Category, CQorStringView File, uint32 Line, const CString& Message ) override
+    {
+        CRecordingLogger::Log( Category, File, Line, Message );
+        if ( Category == 7 )
+        {
+            LogPrintf( SLogLocation( "inner.cpp", 2, 8 ), "inner %d", 2 );
+        }
+    }
+};
+
+CRecordingLogger* InstallRecordingLogger()
+{
+    CRecordingLogger* pLogger = new CRecordingLogger;
+    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    return pLogger;
+}
+} // namespace
+
+TEST( GetLogger, DefaultsToANullLoggerAndSetLoggerReplacesIt )
+{
+    CLogGuard Guard;
+    SetLogger( {} );
+    CLogger* pDefault = GetLogger();
+    EXPECT_EQ( pDefault->GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
+    EXPECT_EQ( GetLogger(), pDefault );
+
+    bool bDestroyed = false;
+    CWatchedLogger* pWatched = new CWatchedLogger( &bDestroyed );
+    SetLogger( CQorScopedPtr<CLogger>( pWatched ) );
+    EXPECT_EQ( GetLogger(), pWatched );
+    SetLogger( {} );
+    EXPECT_TRUE( bDestroyed );
+    EXPECT_EQ( GetLogger()->GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
+}
+
+TEST( GetLogger, FirstCallsFromManyThreadsAgreeOnOneLogger )
+{
+    CLogGuard Guard;
+    for ( int Round = 0; Round < 50; ++Round )
+    {
+        SetLogger( {} );
+        CLogger* Seen[ 4 ] = {};
+        RunOnThreads( 4, [ & ]( int I ) { Seen[ I ] = GetLogger(); } );
+        for ( CLogger* pLogger : Seen )
+        {
+            ASSERT_EQ( pLogger, GetLogger() ) << "round " << Round;
+        }
+    }
+}
+
+TEST( CLogStream, LogsOnDestructionWithCountsAndRawValues )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    const std::string Owned = "owned";
+    {
+        CLogStream Stream( GetLogger(), "src/unit.cpp", 17, 5 );
+        Stream << std::hex << "a " << CQorStringView( "view" ) << ' ' << Owned << ' ' << int32( -255 ) << ' '
+               << std::numeric_limits<uint32>::max() << ' ' << 0.1f << '\n'
+               << "second" << std::endl;
+        EXPECT_TRUE( pLogger->Messages().empty() ) << "nothing is logged before the stream dies";
+    }
+    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    ASSERT_EQ( Messages.size(), 1u );
+    EXPECT_EQ( Messages[ 0 ].Category, 5u );
+    EXPECT_EQ( Messages[ 0 ].File, "src/unit.cpp" );
+    EXPECT_EQ( Messages[ 0 ].Line, 17u );
+    EXPECT_EQ( Messages[ 0 ].Text, "a view owned -255 4294967295 0.1\nsecond\n" ) << "std::hex must not apply";
+    EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
+    EXPECT_EQ( pLogger->GetLineCounter(), 2u );
+}
+
+TEST( CLogStream, CopyTakesTheDestinationButNotTheText )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    {
+        CLogStream First( GetLogger(), SLogLocation( nullptr, 3, 9 ) );
+        First << "first";
+        CLogStream Second( First );
+        Second << "second";
+    }
+    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    ASSERT_EQ( Messages.size(), 2u );
+    EXPECT_EQ( Messages[ 0 ].Text, "second" );
+    EXPECT_EQ( Messages[ 1 ].Text, "first" );
+    for ( const SLoggedMessage& Message : Messages )
+    {
+        EXPECT_EQ( Message.File, "" );
+        EXPECT_EQ( Message.Line, 3u );
+        EXPECT_EQ( Message.Category, 9u );
+    }
+}
+
+TEST( LogPrintf, AddsOneLineEndAndLeavesTheCountersAlone )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    LogPrintf( SLogLocation( "a/b.cpp", 12, 4 ), "value %d of '%s'", 42, "x" );
+    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    ASSERT_EQ( Messages.size(), 1u );
+    EXPECT_EQ( Messages[ 0 ].Text, "value 42 of 'x'\n" );
+    EXPECT_EQ( Messages[ 0 ].File, "a/b.cpp" );
+    EXPECT_EQ( Messages[ 0 ].Line, 12u );
+    EXPECT_EQ( Messages[ 0 ].Category, 4u );
+    EXPECT_EQ( pLogger->GetMessageCounter(), 0u );
+    EXPECT_EQ( pLogger->GetLineCounter(), 0u );
+}
+
+TEST( LogPrintf, CutsALongTextTo8190CharactersAndANewline )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CAssertRecorder Asserts;
+    const std::string Long( 9000, 'x' );
+    LogPrintf( SLogLocation( "f.cpp", 1, 1 ), "%s", Long.c_str() );
+    ASSERT_EQ( pLogger->Texts().size(), 1u );
+    EXPECT_EQ( pLogger->Texts()[ 0 ], std::string( 8190, 'x' ) + "\n" );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "nResult >= 0 && nResult < nLimit" } );
+}
+
+TEST( LogPrintf, AFormatErrorLogsTheFormatItself )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CAssertRecorder Asserts;
+    // A wide character with no narrow form in the C locale fails the conversion.
+    LogPrintf( SLogLocation( "f.cpp", 1, 1 ), "wide %ls", L"\u00e9" );
+    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "wide %ls" } );
+    EXPECT_EQ( Asserts.Reports().size(), 1u );
+}
+
+TEST( LogPrintf, ACallFromInsideLogDoesNotWaitOnItself )
+{
+    CLogGuard Guard;
+    CReentrantLogger* pLogger = new CReentrantLogger;
+    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    LogPrintf( SLogLocation( "outer.cpp", 1, 7 ), "outer %d", 1 );
+    LogPrintf( SLogLocation( "after.cpp", 3, 9 ), "after %d", 3 );
+    EXPECT_EQ( pLogger->Texts(), ( std::vector<std::string>{ "outer 1\n", "inner 2\n", "after 3\n" } ) );
+}
+
+TEST( LogPrintf, ThreadsSharingTheBufferLoseAndMixNoMessage )
+{
+    CLogGuard Guard;
+    constexpr int nThreads = 4;
+    constexpr int nMessages = 200;
+    for ( int Round = 0; Round < 5; ++Round )
+    {
+        CRecordingLogger* pLogger = InstallRecordingLogger();
+        RunOnThreads( nThreads, []( int Thread ) {
+            for ( int I = 0; I < nMessages; ++I )
+            {
+                LogPrintf( SLogLocation( "t.cpp", uint32( Thread ), 1 ), "thread %d message %d", Thread, I );
+            }
+        } );
+        std::set<std::string> Seen;
+        for ( const SLoggedMessage& Message : pLogger->Messages() )
+        {
+            EXPECT_EQ( Message.Text.rfind( "thread " + std::to_string( Message.Line ) + " message ", 0 ), 0u )
+                << Message.Text;
+            EXPECT_TRUE( Seen.insert( Message.Text ).second ) << "twice: " << Message.Text;
+        }
+        EXPECT_EQ( Seen.size(), size_t( nThreads * nMessages ) ) << "round " << Round;
+    }
+}
+
+TEST( LogAssert, WritesOneErrorLineToTheActiveLogger )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    bool bBreak = true;
+    bool bOnce = false;
+    EXPECT_TRUE( LogAssert( "x > 0", "src/file.cpp", 31, &bBreak, &bOnce ) );
+    EXPECT_TRUE( bOnce );
+    EXPECT_FALSE( bBreak );
+    bOnce = false;
+    LogAssertFatal( "y", nullptr, 5, &bBreak, &bOnce );
+    EXPECT_TRUE( bOnce );
+    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    ASSERT_EQ( Messages.size(), 2u );
+    EXPECT_EQ( Messages[ 0 ].Category, 1u );
+    EXPECT_EQ( Messages[ 0 ].Text, "Assertion failed: src/file.cpp:31 (x > 0)\n" );
+    EXPECT_EQ( Messages[ 1 ].Category, 1u );
+    EXPECT_EQ( Messages[ 1 ].Text.rfind( "Assertion failed: <file>:5 (y)\n", 0 ), 0u ) << "then the stack text";
+}
+
+TEST( LogStackTrace, LogsTheTextAndANewlineThroughTheStreamPath )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    LogStackTrace( 6, "where am I", 0, 100 );
+    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    ASSERT_EQ( Messages.size(), 1u );
+    EXPECT_EQ( Messages[ 0 ].Category, 6u );
+    EXPECT_EQ( Messages[ 0 ].Text.rfind( "where am I\n", 0 ), 0u );
+    EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
+}
+
+TEST( GetLoggerErrorCount, CountsTheErrorCategoryOfTheRoutedLogger )
+{
+    CLogGuard Guard( { 1, 2 } );
+    CRecordingLogger Errors;
+    CRecordingLogger Debug;
+    AddCategoryLogger( 1, &Errors, false );
+    AddCategoryLogger( 2, &Debug, false );
+    SetLogger( CQorScopedPtr<CLogger>( new CFilterLogger ) );
+    bool bBreak = false;
+    bool bOnce = false;
+    LogAssert( "a", "f.cpp", 1, &bBreak, &bOnce );
+    LogAssert( "b", "f.cpp", 2, &bBreak, &bOnce );
+    LogPrintf( SLogLocation( "f.cpp", 3, 2 ), "debug" );
+    EXPECT_EQ( GetLoggerErrorCount(), 2u );
+    EXPECT_EQ( Debug.GetMessageCounter(), 1u );
+    FlushLog();
+    EXPECT_EQ( Errors.Flushes(), 1 );
+    EXPECT_EQ( Debug.Flushes(), 1 );
+}
