@@ -65,16 +65,14 @@ char* WriteDigitsByShift( char* pEnd, UnsignedT Magnitude )
 }
 } // namespace NDetail
 
-// Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
-// Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
-// REQUIRES: First <= Last, 2 <= Base <= 36.
-template <NDetail::CharConvInteger IntegerT>
-std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+namespace NDetail
+{
+// The reading loop of from_chars. Always inlined, so that a constant base folds its divisions.
+template <typename IntegerT>
+[[gnu::always_inline]] inline std::from_chars_result ReadInteger( const char* First, const char* Last,
+                                                                  IntegerT& Value, uint32 Base )
 {
     using UnsignedT = std::make_unsigned_t<IntegerT>;
-    QOR_ASSERT( First <= Last );
-    QOR_ASSERT( Base >= 2 && Base <= 36 );
-
     const char* pNext = First;
     bool bNegative = false;
     if constexpr ( std::is_signed_v<IntegerT> )
@@ -97,7 +95,7 @@ std::from_chars_result from_chars( const char* First, const char* Last, IntegerT
     bool bOverflow = false;
     for ( ; pNext != Last; ++pNext )
     {
-        const UnsignedT Digit = NDetail::DigitValues[ static_cast<unsigned char>( *pNext ) ];
+        const UnsignedT Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
         if ( Digit >= UnsignedBase )
         {
             break;
@@ -123,6 +121,23 @@ std::from_chars_result from_chars( const char* First, const char* Last, IntegerT
     }
     Value = static_cast<IntegerT>( bNegative ? static_cast<UnsignedT>( 0 - Magnitude ) : Magnitude );
     return { pNext, std::errc {} };
+}
+} // namespace NDetail
+
+// Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
+// Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
+// REQUIRES: First <= Last, 2 <= Base <= 36.
+template <NDetail::CharConvInteger IntegerT>
+std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+{
+    QOR_ASSERT( First <= Last );
+    QOR_ASSERT( Base >= 2 && Base <= 36 );
+    // Base 10 gets its own copy of the loop with constant divisors, also where this call is not inlined.
+    if ( Base == 10 )
+    {
+        return NDetail::ReadInteger( First, Last, Value, 10 );
+    }
+    return NDetail::ReadInteger( First, Last, Value, static_cast<uint32>( Base ) );
 }
 
 // Writes Value into [First, Last) in Base, lower case, with no terminator. A buffer too small gives Last and
