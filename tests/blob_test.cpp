@@ -31,26 +31,6 @@ TEST( CBlob, AppendGrowsToTheLargerOfTheNewSizeAndTwiceTheOldSize )
     EXPECT_EQ( Text( Blob ), "abcdefg0123456789012345678901234" );
 }
 
-TEST( CBlob, AppendOfItsOwnBytesSurvivesTheGrowth )
-{
-    CBlob Blob( "0123", 4 );
-    Blob.Append( Blob.GetData() + 1, 3 );
-    Blob.Append( Blob.GetData(), Blob.GetSize() );
-    EXPECT_EQ( Text( Blob ), "0123123""0123123" );
-}
-
-TEST( CBlob, ClearKeepsOrFreesTheMemory )
-{
-    CBlob Blob( "bytes", 5 );
-    Blob.Clear();
-    EXPECT_EQ( Blob.GetSize(), 0 );
-    EXPECT_EQ( Blob.GetCapacity(), 5 );
-    Blob.Append( "xy", 2 );
-    Blob.Clear( true );
-    EXPECT_EQ( Blob.GetCapacity(), 0 );
-    EXPECT_EQ( Blob.GetData(), nullptr );
-}
-
 TEST( CBlob, TravelsAsBase64Text )
 {
     const CBlob Blob( "fooba", 5 );

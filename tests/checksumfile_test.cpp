@@ -53,28 +53,6 @@ TEST( CChecksumFile, SumsEverythingWrittenAsAFileOfThoseBytesWouldBe )
     }
 }
 
-TEST( CChecksumFile, ReopenStartsOverOrAppends )
-{
-    CChecksumFile File;
-    File.Write( "abc", 3 );
-    EXPECT_TRUE( File.Reopen( 0, CFile::OPEN_WRITE_APPEND ) );
-    File.Write( "de", 2 );
-    EXPECT_EQ( File.GetChecksum( 0 ), ReferenceChecksum( "abcde" ) );
-    EXPECT_TRUE( File.Reopen( 0, CFile::OPEN_WRITE ) );
-    EXPECT_EQ( File.GetChecksum( 0 ), 0u );
-
-    File.Write( "x", 1 );
-    CAssertRecorder Asserts;
-    EXPECT_FALSE( File.Reopen( 0, CFile::OPEN_READ ) );
-    EXPECT_EQ( File.GetMode(), uint32( CFile::OPEN_WRITE ) );
-    EXPECT_EQ( File.GetChecksum( 0 ), 0u );
-    EXPECT_FALSE( File.Reopen( 0, 9 ) );
-    File.GetChecksum( -1 );
-    EXPECT_EQ( Asserts.Texts(),
-               ( std::vector<std::string>{ "OPEN_READ is not allowed, assuming OPEN_WRITE.", "Invalid enum",
-                                           "nMaxSize != -1 && \"Will not work, this is just _A_ checksum\"" } ) );
-}
-
 TEST( CChecksumFile, RefusesEveryRead )
 {
     CChecksumFile File;

@@ -89,20 +89,6 @@ TEST( CFileLogger, CountsEveryNewlineAndWritesEachAsCarriageReturnLineFeed )
     EXPECT_EQ( ReadWholeFile( Path.Path() ), "[a.cpp:1]: one\r\ntwo\r\n[a.cpp:2]: no end [a.cpp:3]: three\r\n" );
 }
 
-TEST( CFileLogger, FlushFlagMakesEachLineVisibleAtOnce )
-{
-    CTempPath Buffered( "buffered.log" );
-    CTempPath Flushed( "flushed.log" );
-    CFileLogger BufferedLogger( Buffered.c_str(), 0 );
-    CFileLogger FlushedLogger( Flushed.c_str(), CFileLogger::LOG_FLAG_FLUSH );
-    BufferedLogger.Log( 1, "a.cpp", 1, "b\n" );
-    FlushedLogger.Log( 1, "a.cpp", 1, "f\n" );
-    EXPECT_EQ( ReadWholeFile( Buffered.Path() ), "" );
-    EXPECT_EQ( ReadWholeFile( Flushed.Path() ), "f\r\n" );
-    BufferedLogger.Flush();
-    EXPECT_EQ( ReadWholeFile( Buffered.Path() ), "b\r\n" );
-}
-
 TEST( CFileLogger, ClearTruncatesTheFileAndKeepsLogging )
 {
     CTempPath Path( "clear.log" );
@@ -293,22 +279,6 @@ TEST( CFilterLogger, ASecondRouteKeepsTheFirstDebuggerFlag )
     EXPECT_TRUE( Old.Texts().empty() );
     EXPECT_EQ( Quiet, "" );
     EXPECT_EQ( Told, "src/told.cpp(8): [Log Test] told\n" );
-}
-
-TEST( CFilterLogger, FlushReachesEveryRoute )
-{
-    CLogGuard Guard( { 1012, 1013 } );
-    CTempPath Path( "flushed.log" );
-    CFileLogger FileLogger( Path.c_str(), 0 );
-    CRecordingLogger Recorder;
-    AddCategoryLogger( 1012, &FileLogger, false );
-    AddCategoryLogger( 1013, &Recorder, false );
-    CFilterLogger Filter;
-    Filter.Log( 1012, "", 1, "waiting\n" );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
-    Filter.Flush();
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "waiting\r\n" );
-    EXPECT_EQ( Recorder.Flushes(), 1 );
 }
 
 TEST( CNullLogger, WritesLocationAndMessageToTheDebuggerChannel )

@@ -64,21 +64,6 @@ TEST( GetLogger, DefaultsToANullLoggerAndSetLoggerReplacesIt )
     EXPECT_EQ( GetLogger()->GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
 }
 
-TEST( GetLogger, FirstCallsFromManyThreadsAgreeOnOneLogger )
-{
-    CLogGuard Guard;
-    for ( int Round = 0; Round < 50; ++Round )
-    {
-        SetLogger( {} );
-        CLogger* Seen[ 4 ] = {};
-        RunOnThreads( 4, [ & ]( int I ) { Seen[ I ] = GetLogger(); } );
-        for ( CLogger* pLogger : Seen )
-        {
-            ASSERT_EQ( pLogger, GetLogger() ) << "round " << Round;
-        }
-    }
-}
-
 TEST( CLogStream, LogsOnDestructionWithCountsAndRawValues )
 {
     CLogGuard Guard;
@@ -99,28 +84,6 @@ TEST( CLogStream, LogsOnDestructionWithCountsAndRawValues )
     EXPECT_EQ( Messages[ 0 ].Text, "a view owned -255 4294967295 0.1\nsecond\n" ) << "std::hex must not apply";
     EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
     EXPECT_EQ( pLogger->GetLineCounter(), 2u );
-}
-
-TEST( CLogStream, CopyTakesTheDestinationButNotTheText )
-{
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
-    {
-        CLogStream First( GetLogger(), SLogLocation( nullptr, 3, 9 ) );
-        First << "first";
-        CLogStream Second( First );
-        Second << "second";
-    }
-    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
-    ASSERT_EQ( Messages.size(), 2u );
-    EXPECT_EQ( Messages[ 0 ].Text, "second" );
-    EXPECT_EQ( Messages[ 1 ].Text, "first" );
-    for ( const SLoggedMessage& Message : Messages )
-    {
-        EXPECT_EQ( Message.File, "" );
-        EXPECT_EQ( Message.Line, 3u );
-        EXPECT_EQ( Message.Category, 9u );
-    }
 }
 
 TEST( LogPrintf, AddsOneLineEndAndLeavesTheCountersAlone )
@@ -214,18 +177,6 @@ TEST( LogAssert, WritesOneErrorLineToTheActiveLogger )
     EXPECT_EQ( Messages[ 0 ].Text, "Assertion failed: src/file.cpp:31 (x > 0)\n" );
     EXPECT_EQ( Messages[ 1 ].Category, 1u );
     EXPECT_EQ( Messages[ 1 ].Text.rfind( "Assertion failed: <file>:5 (y)\n", 0 ), 0u ) << "then the stack text";
-}
-
-TEST( LogStackTrace, LogsTheTextAndANewlineThroughTheStreamPath )
-{
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
-    LogStackTrace( 6, "where am I", 0, 100 );
-    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
-    ASSERT_EQ( Messages.size(), 1u );
-    EXPECT_EQ( Messages[ 0 ].Category, 6u );
-    EXPECT_EQ( Messages[ 0 ].Text.rfind( "where am I\n", 0 ), 0u );
-    EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
 }
 
 TEST( GetLoggerErrorCount, CountsTheErrorCategoryOfTheRoutedLogger )

@@ -108,10 +108,6 @@ CMatrix4x4 Benchmark4x4( float Scale )
 {
     return CMatrix4x4::FromRows( { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16 } ) * Scale;
 }
-CMatrix3x3 Benchmark3x3( float Scale )
-{
-    return CMatrix3x3::FromRows( { 1, 2, 3, 4, 5, 6, 7, 8, 9 } ) * Scale;
-}
 
 // Both forms of every product against the double reference.
 void ExpectAllProductsNear( const CMatrix4x4& A4, const CMatrix4x4& B4, const CMatrix3x3& A3, const CMatrix3x3& B3,
@@ -153,12 +149,6 @@ void ExpectNearVector( const CVector3& Actual, const CVector3& Expected, float T
 }
 } // namespace
 
-TEST( Matrix, VectorAndScalarProductsAgreeOnTheBenchmarkOperands )
-{
-    ExpectAllProductsNear( Benchmark4x4( 3.7f ), Benchmark4x4( 0.2f ), Benchmark3x3( 3.7f ), Benchmark3x3( 0.2f ),
-                           "benchmark operands" );
-}
-
 TEST( Matrix, VectorAndScalarProductsAgreeOnRandomMatrices )
 {
     CRandomMatrices Random( nSeed );
@@ -167,49 +157,6 @@ TEST( Matrix, VectorAndScalarProductsAgreeOnRandomMatrices )
         ExpectAllProductsNear( Random.Next4x4(), Random.Next4x4(), Random.Next3x3(), Random.Next3x3(),
                                "seed " + std::to_string( nSeed ) + ", draw " + std::to_string( I ) );
     }
-}
-
-// The two forms keep their own fixed order of additions, exactly.
-TEST( Matrix, EachFormSumsInItsOwnOrder )
-{
-    CRandomMatrices Random( nSeed );
-    for ( int N = 0; N < 200; ++N )
-    {
-        const CMatrix4x4 A = Random.Next4x4();
-        const CMatrix4x4 B = Random.Next4x4();
-        const CMatrix4x4 Scalar = A * B;
-        float Pairwise[16];
-        NDetail::MultiplyColumnsPairwise( A.GetData(), B.GetData(), Pairwise );
-        const CMatrix4x4 Vector = ( CSimdMatrix4x4( A ) * CSimdMatrix4x4( B ) ).ToMatrix4x4();
-        for ( int32 I = 0; I < 4; ++I )
-        {
-            for ( int32 J = 0; J < 4; ++J )
-            {
-                const float InOrder =
-                    A( I, 0 ) * B( 0, J ) + A( I, 1 ) * B( 1, J ) + A( I, 2 ) * B( 2, J ) + A( I, 3 ) * B( 3, J );
-                ASSERT_EQ( Scalar( I, J ), InOrder ) << "seed " << nSeed << ", draw " << N;
-                ASSERT_EQ( Vector( I, J ), Pairwise[4 * J + I] ) << "seed " << nSeed << ", draw " << N;
-            }
-        }
-    }
-}
-
-TEST( Matrix, IdentityLeavesAMatrixUnchangedInBothForms )
-{
-    CRandomMatrices Random( nSeed );
-    const CMatrix4x4 M4 = Random.Next4x4();
-    const CMatrix3x3 M3 = Random.Next3x3();
-    const CMatrix3x4 M34 = Random.Next3x4();
-    const CSimdMatrix4x4 I4( CMatrix4x4::Identity() );
-    EXPECT_EQ( CMatrix4x4::Identity() * M4, M4 );
-    EXPECT_EQ( M4 * CMatrix4x4::Identity(), M4 );
-    EXPECT_EQ( ( I4 * CSimdMatrix4x4( M4 ) ).ToMatrix4x4(), M4 );
-    EXPECT_EQ( ( CSimdMatrix4x4( M4 ) * I4 ).ToMatrix4x4(), M4 );
-    EXPECT_EQ( CMatrix3x3::Identity() * M3, M3 );
-    EXPECT_EQ( ( CSimdMatrix4x4( CMatrix3x3::Identity() ) * CSimdMatrix4x4( M3 ) ).ToMatrix3x3(), M3 );
-    EXPECT_EQ( CMatrix3x4::Identity() * M34, M34 );
-    EXPECT_EQ( M34 * CMatrix3x4::Identity(), M34 );
-    EXPECT_EQ( ( CSimdMatrix4x4( M34 ) * CSimdMatrix4x4( CMatrix3x4::Identity() ) ).ToMatrix3x4(), M34 );
 }
 
 TEST( Matrix, ExpansionsAddTheImpliedRowAndColumn )
@@ -374,40 +321,6 @@ TEST( Quaternion, AxisAngleMatrixAndEulerFormsAgree )
     }
 }
 
-TEST( Quaternion, BetweenTwoVectorsTurnsOneOntoTheOther )
-{
-    CRandomMatrices Random( nSeed );
-    for ( int N = 0; N < 200; ++N )
-    {
-        const CVector3 From = CVector3( Random.Next(), Random.Next(), Random.Next() );
-        // Every fourth pair is opposite, where the axis has to be made up. A power of two keeps the lengths exact,
-        // as an exactly opposite input has them.
-        const CVector3 To = N % 4 == 0 ? From * -2.0f : CVector3( Random.Next(), Random.Next(), Random.Next() );
-        const CQuaternion Rotation = QuaternionBetween( From, To );
-        EXPECT_NEAR( Length( Rotation ), 1.0f, 1e-5f );
-        ExpectNearVector( RotateByQuaternion( Rotation, Normalized( From ) ), Normalized( To ), 1e-4f,
-                          "seed " + std::to_string( nSeed ) + ", draw " + std::to_string( N ) );
-    }
-    EXPECT_EQ( QuaternionBetween( CVector3( 0, 0, 2 ), CVector3( 0, 0, -1 ) ), CQuaternion( 0, -1, 0, 0 ) );
-}
-
-TEST( Quaternion, SlerpTakesTheShorterArc )
-{
-    const CVector3 Z( 0, 0, 1 );
-    const CQuaternion From = QuaternionFromAxisAngle( Z, 0.2f );
-    const CQuaternion To = QuaternionFromAxisAngle( Z, 1.4f );
-    ExpectSameRotation( QuaternionSlerp( From, To, 0.0f ), From, "start" );
-    ExpectSameRotation( QuaternionSlerp( From, To, 1.0f ), To, "end" );
-    ExpectSameRotation( QuaternionSlerp( From, To, 0.25f ), QuaternionFromAxisAngle( Z, 0.5f ), "quarter" );
-    // The negated end point is the same rotation: the path must not go the long way round.
-    ExpectSameRotation( QuaternionSlerp( From, -To, 0.5f ), QuaternionFromAxisAngle( Z, 0.8f ), "negated end" );
-    // Nearly equal ends take the normalised linear form.
-    const CQuaternion Near = QuaternionFromAxisAngle( Z, 0.21f );
-    const CQuaternion Halfway = QuaternionSlerp( From, Near, 0.5f );
-    EXPECT_NEAR( Length( Halfway ), 1.0f, 1e-6f );
-    ExpectSameRotation( Halfway, QuaternionFromAxisAngle( Z, 0.205f ), "nearly parallel" );
-}
-
 TEST( Geometry, SegmentsIntersectOnlyStrictlyInside )
 {
     EXPECT_TRUE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 0, 4, 4, 0 ) ) );
@@ -417,18 +330,4 @@ TEST( Geometry, SegmentsIntersectOnlyStrictlyInside )
     EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 0, 1, 4, 5 ) ) ) << "parallel";
     EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 5, 0, 9, -4 ) ) ) << "crossing beyond";
     EXPECT_FALSE( LineSegmentsIntersect( CVector4( 2, -1, 2, 5 ), CVector4( 0, 0, 4, 4 ) ) ) << "vertical";
-}
-
-TEST( Vector, CrossIsRightHandedAndPerpendicular )
-{
-    EXPECT_EQ( Cross( CVector3( 1, 0, 0 ), CVector3( 0, 1, 0 ) ), CVector3( 0, 0, 1 ) );
-    CRandomMatrices Random( nSeed );
-    for ( int N = 0; N < 100; ++N )
-    {
-        const CVector3 A( Random.Next(), Random.Next(), Random.Next() );
-        const CVector3 B( Random.Next(), Random.Next(), Random.Next() );
-        const CVector3 C = Cross( A, B );
-        EXPECT_NEAR( Dot( C, A ), 0.0f, 1e-2f );
-        EXPECT_NEAR( Dot( C, B ), 0.0f, 1e-2f );
-    }
 }

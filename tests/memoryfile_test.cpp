@@ -19,21 +19,6 @@ std::string Text( const CBlob& Blob )
 {
     return std::string( reinterpret_cast<const char*>( Blob.GetData() ), size_t( Blob.GetSize() ) );
 }
-
-struct SRange
-{
-    const void* pData;
-    int32 Size;
-    int nCalls = 0;
-};
-
-void RecordRange( void* pUser, const void* pData, int32 Size )
-{
-    SRange& Range = *static_cast<SRange*>( pUser );
-    Range.pData = pData;
-    Range.Size = Size;
-    ++Range.nCalls;
-}
 } // namespace
 
 TEST( CMemoryFile, LineNumberMovesWithTheCharacterAfterTheNewline )
@@ -52,23 +37,6 @@ TEST( CMemoryFile, LineNumberMovesWithTheCharacterAfterTheNewline )
     EXPECT_TRUE( File.IsGood() );
 }
 
-TEST( CMemoryFile, UngetAfterANewlineStepsTheLineBack )
-{
-    CMemoryFile File( "a\nb", 3, c_Text );
-    File.GetChar();
-    EXPECT_EQ( File.GetChar(), '\n' );
-    EXPECT_EQ( File.GetLineNumber(), 1 );
-    File.UngetChar( '\n' );
-    EXPECT_EQ( File.GetLineNumber(), 0 );
-    EXPECT_EQ( File.GetChar(), '\n' );
-    EXPECT_EQ( File.GetLineNumber(), 1 );
-    EXPECT_EQ( File.GetChar(), 'b' );
-    EXPECT_EQ( File.GetLineNumber(), 2 );
-    File.UngetChar( 'b' );
-    EXPECT_EQ( File.GetChar(), 'b' );
-    EXPECT_EQ( File.GetLineNumber(), 2 );
-}
-
 TEST( CMemoryFile, TextEndsAtTheEndOrAtAZeroByte )
 {
     CMemoryFile File( "ab\0cd", 5, c_Text );
@@ -85,20 +53,6 @@ TEST( CMemoryFile, TextEndsAtTheEndOrAtAZeroByte )
     EXPECT_FALSE( Short.IsGood() );
     EXPECT_EQ( Short.GetPosition(), 3 );
     EXPECT_TRUE( Short.IsEof() );
-}
-
-TEST( CMemoryFile, TextInterfaceAssertsOnBinaryAndWriteFiles )
-{
-    CAssertRecorder Asserts;
-    CMemoryFile Binary( "x", 1, c_Binary );
-    EXPECT_EQ( Binary.GetChar(), 'x' );
-    Binary.UngetChar( 'x' );
-    CBlob Blob;
-    CMemoryFile Writer( &Blob, c_Text, CFile::OPEN_WRITE, false );
-    Writer.GetChar();
-    Writer.UngetChar( 'x' );
-    EXPECT_EQ( Asserts.Texts(),
-               ( std::vector<std::string>{ "!IsBinary()", "!IsBinary()", "!IsWriteMode()", "!IsWriteMode()" } ) );
 }
 
 TEST( CMemoryFile, BlobWritesOverwriteInsideAndAppendTheOverhang )
@@ -159,22 +113,6 @@ TEST( CMemoryFile, FixedBufferTakesAllOrNothing )
     EXPECT_EQ( File.GetSize(), 0 );
 }
 
-TEST( CMemoryFile, ReadModeRefusesWrites )
-{
-    CBlob Blob( "data", 4 );
-    CMemoryFile File( Blob, c_Binary );
-    CAssertRecorder Asserts;
-    File.Write( "x", 1 );
-    EXPECT_EQ( Text( Blob ), "data" );
-    EXPECT_EQ( File.GetPosition(), 0 );
-
-    CMemoryFile Constant( "const", 5, c_Binary );
-    Constant.Reopen( c_Binary, CFile::OPEN_WRITE_APPEND );
-    Constant.Write( "!", 1 );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Can't write data on Read Mode",
-                                                            "Out of space, will not write the Data." } ) );
-}
-
 TEST( CMemoryFile, ReadsBlocksOnlyWhenTheyFit )
 {
     CMemoryFile File( "\x01\x00\x00\x00xyz", 7, c_Binary );
@@ -194,77 +132,6 @@ TEST( CMemoryFile, ReadsBlocksOnlyWhenTheyFit )
     EXPECT_TRUE( File.ReadBlob( Blob ) );
     EXPECT_EQ( Text( Blob ), std::string( "\x01\x00\x00\x00xyz", 7 ) );
     EXPECT_EQ( File.GetPosition(), 9 );
-}
-
-TEST( CMemoryFile, SeeksWithinTheData )
-{
-    CMemoryFile File( "0123456789", 10, c_Text );
-    EXPECT_TRUE( File.Seek( 10 ) );
-    EXPECT_TRUE( File.Seek( 4 ) );
-    EXPECT_EQ( File.GetChar(), '4' );
-    {
-        CAssertRecorder Asserts;
-        EXPECT_FALSE( File.Seek( 11 ) );
-        EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Seeking out of bounds" } );
-    }
-    EXPECT_EQ( File.GetPosition(), 5 );
-    EXPECT_TRUE( File.SeekEnd() );
-    EXPECT_EQ( File.GetPosition(), 10 );
-    EXPECT_TRUE( File.Rewind() );
-    EXPECT_EQ( File.GetChar(), '0' );
-}
-
-TEST( CMemoryFile, ReadRangeHandsOverTheMemoryInOneCall )
-{
-    CMemoryFile File( "0123456789", 10, c_Binary );
-    SRange Range;
-    EXPECT_TRUE( File.ReadRange( 2, 7, RecordRange, &Range ) );
-    EXPECT_EQ( Range.nCalls, 1 );
-    EXPECT_EQ( Range.pData, File.GetData() + 2 );
-    EXPECT_EQ( Range.Size, 5 );
-    EXPECT_EQ( File.GetPosition(), 7 );
-
-    EXPECT_TRUE( File.ReadRange( 3, -1, RecordRange, &Range ) );
-    EXPECT_EQ( Range.Size, 7 );
-
-    CAssertRecorder Asserts;
-    EXPECT_FALSE( File.ReadRange( 5, 11, RecordRange, &Range ) );
-    EXPECT_FALSE( File.ReadRange( 6, 5, RecordRange, &Range ) );
-    EXPECT_EQ( Range.nCalls, 2 );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Start >= 0 && Start <= End && End <= GetSize()",
-                                                            "Start >= 0 && Start <= End && End <= GetSize()" } ) );
-}
-
-TEST( CMemoryFile, ReopenFollowsTheMode )
-{
-    CAssertRecorder Asserts;
-    CMemoryFile Empty( c_Text );
-    EXPECT_FALSE( Empty.Reopen( c_Text, CFile::OPEN_READ ) );
-
-    CBlob Blob( "abc", 3 );
-    CMemoryFile File( &Blob, c_Text, CFile::OPEN_READ, false );
-    File.GetChar();
-    EXPECT_TRUE( File.Reopen( c_Text, CFile::OPEN_WRITE_APPEND ) );
-    EXPECT_EQ( File.GetPosition(), 3 );
-    EXPECT_FALSE( File.Reopen( c_Text, 7 ) );
-    EXPECT_TRUE( File.Reopen( c_Text, CFile::OPEN_WRITE ) );
-    EXPECT_EQ( Blob.GetSize(), 0 );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "No file to reopen", "Not Implemented!" } ) );
-}
-
-TEST( CMemoryFile, CopyOwnsACopyOfAnOwnedBlob )
-{
-    CMemoryFile Original( new CBlob( "abc", 3 ), c_Binary, CFile::OPEN_WRITE_APPEND, true );
-    CMemoryFile Copy( Original );
-    Copy.Write( "d", 1 );
-    EXPECT_EQ( Text( *Original.GetBlob() ), "abc" );
-    EXPECT_EQ( Text( *Copy.GetBlob() ), "abcd" );
-
-    CBlob Shared;
-    CMemoryFile Writer( &Shared, c_Binary, CFile::OPEN_WRITE, false );
-    CMemoryFile SharedCopy( Writer );
-    SharedCopy.Write( "x", 1 );
-    EXPECT_EQ( Text( Shared ), "x" );
 }
 
 TEST( CMemoryFile, ChecksumAgreesWithThePlainSum )

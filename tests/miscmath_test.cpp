@@ -269,37 +269,6 @@ TYPED_TEST( CMiscMathTyped, SqrtMatchesTheReferenceAndLeavesValuesBelowTwo )
     }
 }
 
-TEST( MiscMath, EdgeCasesOfTheIntegerForms )
-{
-    EXPECT_EQ( Power( 2, 0 ), 1 );
-    EXPECT_EQ( Power( 2, 1 ), 2 );
-    EXPECT_EQ( Power( -2, 3 ), -8 );
-    EXPECT_EQ( Power( 2, 31 ), std::numeric_limits<int32>::min() );
-    EXPECT_EQ( Power<uint32>( 2, 32 ), 0u );
-    EXPECT_EQ( Log2Ceil( -5 ), 0 );
-    EXPECT_EQ( ( std::vector<int32>{ Log2Ceil( 1 ), Log2Ceil( 2 ), Log2Ceil( 3 ), Log2Ceil( 4 ), Log2Ceil( 5 ) } ),
-               ( std::vector<int32>{ 0, 1, 2, 2, 3 } ) );
-    EXPECT_EQ( Log2Ceil_Legacy( -5 ), 0 );
-    EXPECT_EQ( Log2Ceil_Legacy<int32>( 1 << 30 ), 30 );
-    EXPECT_EQ( Log2Ceil_Legacy<uint32>( 0x80000000u ), 31 );
-    EXPECT_EQ(
-        ( std::vector<int32>{ CeilToPowerOf2( 0 ), CeilToPowerOf2( 1 ), CeilToPowerOf2( 3 ), CeilToPowerOf2( 4 ) } ),
-        ( std::vector<int32>{ 1, 1, 4, 4 } ) );
-    EXPECT_EQ( CeilToPowerOf2( -7 ), 1 );
-    EXPECT_EQ( CeilToPowerOf2_Legacy( -7 ), 1 );
-    EXPECT_EQ( CeilToPowerOf2<uint32>( 0x80000001u ), 1u );
-    EXPECT_EQ( CeilToPowerOf2<int32>( ( 1 << 30 ) + 1 ), std::numeric_limits<int32>::min() );
-    EXPECT_EQ( RotLeft( 0x80000000u, 1 ), 1u );
-    EXPECT_EQ( RotLeft( 1u, -1 ), 0x80000000u );
-    EXPECT_EQ( RotLeft_Legacy( 0x80000000u, 1 ), 1u );
-    EXPECT_EQ( RotLeft_Legacy( 1u, -1 ), 0x80000000u );
-    EXPECT_EQ( RotLeft( 0x12345678u, 32 ), 0x12345678u );
-    EXPECT_EQ( RotLeft_Legacy( 0x12345678u, 32 ), 0x12345678u );
-    EXPECT_EQ( ( std::vector<int32>{ QorSqrti( 15 ), QorSqrti( 16 ), QorSqrti( 17 ), QorSqrti( 2147483647 ) } ),
-               ( std::vector<int32>{ 3, 4, 4, 46340 } ) );
-    EXPECT_EQ( QorSqrti( -9 ), -9 );
-}
-
 TEST( MiscMath, FloorToIntMatchesStdFloorOnRandomFloats )
 {
     EXPECT_EQ( FloorToInt( -1.5f ), -2 );

@@ -62,31 +62,6 @@ TEST( CNativeFile, WritesAndReadsBackAcrossTheBuffer )
     EXPECT_FALSE( File.Read( &Extra, 1 ) );
 }
 
-TEST( CNativeFile, SeeksInsideAndOutsideTheReadAhead )
-{
-    std::string Bytes;
-    for ( int I = 0; I < 200000; ++I )
-    {
-        Bytes += char( I * 7 );
-    }
-    CTempPath Path( "seek.bin" );
-    WriteText( Path.Path(), Bytes );
-    CNativeFile File( Path.c_str(), c_Binary, CFile::OPEN_READ );
-    char Byte;
-    for ( int64 Position : { 10, 5, 65535, 150000, 3, 199999 } )
-    {
-        ASSERT_TRUE( File.Seek( uint64( Position ) ) ) << Position;
-        ASSERT_TRUE( File.Read( &Byte, 1 ) ) << Position;
-        EXPECT_EQ( Byte, Bytes[ size_t( Position ) ] ) << Position;
-        EXPECT_EQ( File.GetPosition(), Position + 1 );
-    }
-    CAssertRecorder Asserts;
-    EXPECT_FALSE( File.Seek( 200001 ) );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Seeking out of bounds" } );
-    EXPECT_TRUE( File.SeekEnd() );
-    EXPECT_TRUE( File.IsEof() );
-}
-
 TEST( CNativeFile, TextInterfaceCountsLinesAndEndsAtAZeroByte )
 {
     CTempPath Path( "text.txt" );
@@ -145,20 +120,4 @@ TEST( CNativeFile, AFailedOpenLeavesAFileThatIsNotOpen )
     CNativeFile Missing( "/nonexistent-folder-of-qor-tests/y", c_Binary, CFile::OPEN_READ );
     char Byte;
     EXPECT_FALSE( Missing.Read( &Byte, 1 ) );
-}
-
-TEST( CNativeFile, WrongModeOperationsAssertAndDoNothing )
-{
-    CTempPath Path( "wrong.txt" );
-    WriteText( Path.Path(), "data" );
-    CAssertRecorder Asserts;
-    {
-        CNativeFile Reader( Path.c_str(), c_Binary, CFile::OPEN_READ );
-        Reader.Write( "zz", 2 );
-    }
-    CNativeFile Writer( Path.c_str(), c_Binary, CFile::OPEN_WRITE_APPEND );
-    char Byte;
-    EXPECT_FALSE( Writer.Read( &Byte, 1 ) );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "IsWriteMode()", "!IsWriteMode()" } ) );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "data" );
 }

@@ -61,19 +61,6 @@ void ExpectHolds( const AnyT& Any, int nValue )
 }
 } // namespace
 
-TEST( CQorAny, EmptyAnyHoldsNothingEqualsEveryEmptyAndHashesToZero )
-{
-    CQorAny<8> Any;
-    EXPECT_TRUE( Any.IsEmpty() );
-    EXPECT_EQ( Any.GetValue<int32>(), nullptr );
-    EXPECT_EQ( Any.GetValue<float>(), nullptr );
-    EXPECT_EQ( Any.GetValue<std::string>(), nullptr );
-    EXPECT_EQ( Any.GetHash(), 0u );
-    EXPECT_TRUE( Any == CQorAny<8>() );
-    EXPECT_EQ( StorageBytes( Any ), ( std::array<unsigned char, 8>{} ) );
-    EXPECT_TRUE( Any.GetTypeIndex() == SQorTypeIndex::Get<QorAnyImpl::SQorAnyEmpty>() );
-}
-
 TEST( CQorAny, GetValueAnswersOnlyTheExactType )
 {
     CQorAny<32> Any;
@@ -89,15 +76,6 @@ TEST( CQorAny, GetValueAnswersOnlyTheExactType )
     Any.Reset();
     EXPECT_TRUE( Any.IsEmpty() );
     EXPECT_EQ( Any.GetValue<std::string>(), nullptr );
-}
-
-TEST( CQorAny, ResetZeroFillsTheStorageOfAHolder )
-{
-    CQorAny<8> Any;
-    Any.Set( int64( -1 ) );
-    EXPECT_NE( StorageBytes( Any ), ( std::array<unsigned char, 8>{} ) );
-    Any.Reset();
-    EXPECT_EQ( StorageBytes( Any ), ( std::array<unsigned char, 8>{} ) );
 }
 
 // The same lifetime story in place (CTrackedElement in 40 bytes) and allocated (SLargeTracked in 8 bytes).
@@ -171,23 +149,6 @@ TYPED_TEST( CQorAnyLifetime, SetResetMoveAndCopyBuildAndDestroyEachValueOnce )
         EXPECT_EQ( Counts.Alive(), 3 );
     }
     EXPECT_EQ( Counts.Alive(), 1 ) << "the source only";
-}
-
-TYPED_TEST( CQorAnyLifetime, AssignmentsOntoItselfLeaveTheValue )
-{
-    using ValueT = std::conditional_t<( TypeParam::nStorageSize >= 40 ), CTrackedElement, SLargeTracked>;
-    TypeParam Any;
-    Any.Set( ValueT( 5 ) );
-    TypeParam& Self = Any;
-    Any = Self;
-    ExpectHolds( Any, 5 );
-    Any = std::move( Self );
-    ExpectHolds( Any, 5 );
-    // The value handed in is the held object itself.
-    Any.Set( *Any.template GetValue<ValueT>() );
-    ExpectHolds( Any, 5 );
-    Any.Set( std::move( *Any.template GetValue<ValueT>() ) );
-    ExpectHolds( Any, 5 );
 }
 
 TEST( CQorAny, TablesDifferAcrossSizesWhileTypeIndicesAgree )
@@ -367,15 +328,6 @@ auto MakeTypeIndices( std::index_sequence<Is...> )
     return std::array<std::type_index, sizeof...( Is )>{ std::type_index( typeid( SDummy<Is> ) )... };
 }
 } // namespace
-
-TEST( CQorMultiAny, GetOnAnEmptyMultiAnyTouchesNoAllocator )
-{
-    CCountingAllocator Allocator;
-    const CQorHybridMultiAny<8, 2> Multi( &Allocator );
-    EXPECT_EQ( Multi.Get<int32>(), nullptr );
-    EXPECT_EQ( Multi.GetBucketCount(), 0 );
-    EXPECT_EQ( Allocator.AllocateCalls(), 0 );
-}
 
 TEST( CQorMultiAny, HoldsOneValuePerTypeAndReplacesInPlace )
 {

@@ -208,19 +208,6 @@ TEST( CharConv, ToCharsSignAndBufferRules )
     EXPECT_EQ( std::string( Buffer, Result.ptr ), "-ff" );
 }
 
-TEST( CharConv, MisuseReportsItsCondition )
-{
-    CAssertRecorder Asserts;
-    const char Text[] = "12";
-    int32 Value = 0;
-    from_chars( Text + 1, Text, Value );
-    from_chars( Text, Text + 2, Value, 1 );
-    char Buffer[ 4 ];
-    to_chars( Buffer, Buffer + 4, Value, 37 );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "First <= Last", "Base >= 2 && Base <= 36",
-                                                             "Base >= 2 && Base <= 36" } ) );
-}
-
 namespace
 {
 struct SFixedParse
@@ -283,23 +270,6 @@ TEST( CharConvFixedPoint, TextRoundTripsOverRandomRawValues )
     }
 }
 
-TEST( CharConvFixedPoint, ShortestTexts )
-{
-    EXPECT_EQ( FixedText( -50000 ), "-0.5" );
-    EXPECT_EQ( FixedText( 100000 ), "1" );
-    EXPECT_EQ( FixedText( 1 ), "0.00001" );
-    EXPECT_EQ( FixedText( -1 ), "-0.00001" );
-    EXPECT_EQ( FixedText( 0 ), "0" );
-    EXPECT_EQ( FixedText( 123450 ), "1.2345" );
-    EXPECT_EQ( FixedText( std::numeric_limits<int64>::min() ), "-92233720368547.75808" );
-    EXPECT_EQ( FixedText( std::numeric_limits<int64>::max() ), "92233720368547.75807" );
-
-    char Small[ 3 ];
-    const std::to_chars_result Result = to_chars( Small, Small + 3, CFixedPoint::FromRaw( -50000 ) );
-    EXPECT_EQ( Result.ec, std::errc::value_too_large );
-    EXPECT_EQ( Result.ptr, Small + 3 );
-}
-
 TEST( CharConvFixedPoint, ParsesTheLimitsAndRefusesBeyond )
 {
     EXPECT_EQ( ParseFixed( "1.5" ), ( SFixedParse{ 150000, 0, 3 } ) );
@@ -343,21 +313,4 @@ TEST( CharConv, FromStringWantsTheWholeView )
 
     const char Text[] = "345";
     EXPECT_EQ( FromString<int32>( CQorStringView( Text, 2, ENullTerminated::No ) ).GetValue(), 34 );
-}
-
-TEST( CharConv, ToStringGivesAnUnterminatedViewOrTheEmptyOne )
-{
-    char Buffer[ 8 ];
-    const CQorStringView Text = ToString( Buffer, Buffer + sizeof( Buffer ), int64( -1234 ) );
-    EXPECT_EQ( Text.GetData(), Buffer );
-    EXPECT_TRUE( Text == CQorStringView( "-1234" ) );
-    EXPECT_EQ( Text.GetNullTerminated(), ENullTerminated::No );
-
-    const CQorStringView Fixed = ToString( Buffer, Buffer + sizeof( Buffer ), CFixedPoint::FromRaw( 250000 ) );
-    EXPECT_TRUE( Fixed == CQorStringView( "2.5" ) );
-
-    const CQorStringView TooLong = ToString( Buffer, Buffer + sizeof( Buffer ), uint64( 123456789 ) );
-    EXPECT_EQ( TooLong.GetData(), nullptr );
-    EXPECT_EQ( TooLong.GetSize(), 0 );
-    EXPECT_EQ( TooLong.GetNullTerminated(), ENullTerminated::No );
 }

@@ -80,22 +80,6 @@ TEST( CQorPtr, LastReleaseDeletesAnObjectFromNewAndEmptyDereferenceReports )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "!IsEmpty()" } );
 }
 
-TEST( CQorPtr, AssignmentTakesTheNewReferenceBeforeDroppingTheOld )
-{
-    int nDestroyed = 0;
-    CQorPtr<SCountedFromNew> Left( new SCountedFromNew( nDestroyed ) );
-    CQorPtr<SCountedFromNew> Right( new SCountedFromNew( nDestroyed ) );
-    Left = Left;
-    EXPECT_EQ( Left->GetRefCount(), 1 );
-    Left = Right;
-    EXPECT_EQ( nDestroyed, 1 );
-    EXPECT_EQ( Right->GetRefCount(), 2 );
-    Right = std::move( Left );
-    EXPECT_EQ( Right->GetRefCount(), 1 );
-    EXPECT_EQ( nDestroyed, 1 );
-    EXPECT_TRUE( Left.IsEmpty() );
-}
-
 TEST( CQorAllocatedRefCountable, IsFreedAtTheMostDerivedAddress )
 {
     CCountingAllocator Allocator;

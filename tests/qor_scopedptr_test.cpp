@@ -87,14 +87,3 @@ TEST_F( CQorScopedPtrTest, DereferenceOfAnEmptyPointerReports )
     EXPECT_EQ( Empty.operator->(), nullptr );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pPtr" } );
 }
-
-TEST_F( CQorScopedPtrTest, ArrayFormDeletesEveryElement )
-{
-    CQorScopedPtrImpl<SDerived, true> Array( new SDerived[ 3 ] );
-    Array[ 2 ].nValue = 7;
-    EXPECT_EQ( Array.Get()[ 2 ].nValue, 7 );
-    Array.Reset( new SDerived[ 2 ] );
-    EXPECT_EQ( g_nDestroyed, 6 );
-    Array.Reset();
-    EXPECT_EQ( g_nDestroyed, 10 );
-}

@@ -37,22 +37,6 @@ TEST( CString, ConstructionAndView )
     EXPECT_STREQ( QorStrFmtCheck( Text ), "hello" );
 }
 
-TEST( CString, FloatingPointText )
-{
-    EXPECT_EQ( Std( CString( 1.0 ) ), "1" );
-    EXPECT_EQ( Std( CString( 1.5 ) ), "1.5" );
-    EXPECT_EQ( Std( CString( 2.0f ) ), "2" );
-    EXPECT_EQ( Std( CString( 0.125f ) ), "0.125" );
-    EXPECT_EQ( Std( CString( 100.0 ) ), "100" );
-    EXPECT_EQ( Std( CString( -0.5 ) ), "-0.5" );
-    EXPECT_EQ( Std( CString( 0.0001 ) ), "0" );
-    EXPECT_EQ( Std( CString( 1.23456 ) ), "1.235" );
-    EXPECT_EQ( Std( CString( 1.5, 3 ) ), "1.500" );
-    EXPECT_EQ( Std( CString( 2.0f, 0 ) ), "2" );
-    // The decimals form has a 32-byte buffer: longer text is cut.
-    EXPECT_EQ( CString( 1e40, 2 ).GetSize(), 31 );
-}
-
 TEST( CString, FixedPointTextAgreesWithTheConversion )
 {
     const uint64 nSeed = 5150;
@@ -77,19 +61,6 @@ TEST( CString, FixedPointTextAgreesWithTheConversion )
                 << "seed " << nSeed << ", raw " << Raw << ", decimals " << Decimals;
         }
     }
-}
-
-TEST( CString, FixedPointTextCases )
-{
-    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( -50000 ) ) ), "-0.5" );
-    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( -50000 ), 0 ) ), "-0" );
-    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( 199999 ), 2 ) ), "1.99" );
-    EXPECT_EQ( Std( CString( CFixedPoint( 3 ) ) ), "3" );
-    EXPECT_EQ( Std( CString( CFixedPoint( 3 ), 2 ) ), "3.00" );
-
-    CAssertRecorder Asserts;
-    EXPECT_EQ( Std( CString( CFixedPoint::FromRaw( 123456 ), 7 ) ), "1.23456" );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Decimals > 0 && Decimals <= 5" } );
 }
 
 TEST( CString, IndexingChecksTheCapacity )
@@ -141,24 +112,6 @@ TEST( CString, AppendInsertRemove )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>( 2, "Index >= 0 && Index <= GetSize()" ) );
 }
 
-TEST( CString, ComparisonsAreByteWise )
-{
-    const CString A( "abc" );
-    const CString B( "abd" );
-    EXPECT_TRUE( A < B );
-    EXPECT_TRUE( A <= B );
-    EXPECT_TRUE( B > A );
-    EXPECT_TRUE( B >= A );
-    EXPECT_TRUE( A <= A && A >= A );
-    EXPECT_FALSE( A < A );
-    EXPECT_TRUE( CString( "Z" ) < CString( "a" ) );
-    EXPECT_TRUE( A == CString( "abc" ) );
-    EXPECT_TRUE( A == "abc" );
-    EXPECT_TRUE( A == CQorStringView( "abc" ) );
-    EXPECT_TRUE( CQorStringView( "abc" ) == A );
-    EXPECT_FALSE( A == B );
-}
-
 TEST( CString, SearchesAgreeWithTheStandardString )
 {
     const uint32 nSeed = 777;
@@ -197,24 +150,6 @@ TEST( CString, SearchesAgreeWithTheStandardString )
             << "seed " << nSeed;
         ASSERT_EQ( Text.Count( Char ), static_cast<int32>( std::count( Haystack.begin(), Haystack.end(), Char ) ) );
     }
-}
-
-TEST( CString, SearchMisuseReports )
-{
-    CAssertRecorder Asserts;
-    const CString Text( "abcabc" );
-    Text.Find( 'a', -1 );
-    Text.Find( CQorStringView( "a" ), -2 );
-    Text.ReverseFind( 'a', -1 );
-    Text.ReverseFind( CQorStringView( "a" ), -1 );
-    EXPECT_EQ( Text.FindLast( 'c', 6 ), 5 );
-    EXPECT_EQ( Text.FindLast( 'c', -5 ), 5 );
-    const std::string FindLastText =
-        "nStartPos == CString::npos || ( nStartPos >= 0 && nStartPos < GetSize() ) && \"Search start position must "
-        "either be a valid index within the string, or the special npos value to indicate searching from the very "
-        "end.\"";
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "nStartPos >= 0", "nStartPos >= 0", "nEndPos >= 0",
-                                                             "nEndPos >= 0", FindLastText, FindLastText } ) );
 }
 
 TEST( CString, SubstrMendsItsArguments )
@@ -259,65 +194,6 @@ TEST( CString, Replacing )
     EXPECT_EQ( Std( Removing ), "abc" );
     Removing.ReplaceAll( "", "x" );
     EXPECT_EQ( Std( Removing ), "abc" );
-}
-
-TEST( CString, Classifying )
-{
-    EXPECT_TRUE( CString( "" ).IsBlank() );
-    EXPECT_TRUE( CString( "   " ).IsBlank() );
-    EXPECT_FALSE( CString( " \t" ).IsBlank() );
-
-    EXPECT_FALSE( CString( "" ).IsDigits() );
-    EXPECT_TRUE( CString( "0123" ).IsDigits() );
-    EXPECT_FALSE( CString( "-1" ).IsDigits() );
-
-    EXPECT_TRUE( CString( "-12" ).IsInteger() );
-    EXPECT_TRUE( CString( "7" ).IsInteger() );
-    EXPECT_FALSE( CString( "-" ).IsInteger() );
-    EXPECT_FALSE( CString( "" ).IsInteger() );
-    EXPECT_FALSE( CString( "1-2" ).IsInteger() );
-
-    EXPECT_TRUE( CString( "09afAF" ).IsHexadecimal() );
-    EXPECT_FALSE( CString( "0x1" ).IsHexadecimal() );
-    EXPECT_FALSE( CString( "" ).IsHexadecimal() );
-
-    EXPECT_TRUE( CString( "" ).IsDecimalNumber() );
-    EXPECT_TRUE( CString( "-1.5" ).IsDecimalNumber() );
-    EXPECT_FALSE( CString( "1.2.3" ).IsDecimalNumber() );
-
-    EXPECT_TRUE( CString( "abba" ).ConsistsOf( "ab" ) );
-    EXPECT_FALSE( CString( "abc" ).ConsistsOf( "ab" ) );
-    EXPECT_TRUE( CString( "a\0b", 3 ).ConsistsOf( "ab" ) );
-
-    EXPECT_FALSE( CString( "plain" ).HasNonAscii() );
-    EXPECT_TRUE( CString( "caf\xe9" ).HasNonAscii() );
-
-    EXPECT_TRUE( CString( "" ).IsLowerCase() );
-    EXPECT_TRUE( CString( "abc 123_" ).IsLowerCase() );
-    EXPECT_FALSE( CString( "abC" ).IsLowerCase() );
-    EXPECT_TRUE( CString( "ab\0C", 4 ).IsLowerCase() );
-}
-
-TEST( CString, CaseAndTrim )
-{
-    CString Text( "Hello World\0TAIL", 16 );
-    Text.ToUpper();
-    EXPECT_EQ( Std( Text ), std::string( "HELLO WORLD\0TAIL", 16 ) );
-    Text.ToLower();
-    EXPECT_EQ( Std( Text ), std::string( "hello world\0TAIL", 16 ) );
-    Text.FirstToUpper();
-    EXPECT_EQ( Text[ 0 ], 'H' );
-    Text.FirstToLower();
-    EXPECT_EQ( Text[ 0 ], 'h' );
-    CString Empty;
-    Empty.FirstToUpper();
-    EXPECT_EQ( Empty.GetSize(), 0 );
-
-    CString Padded( "  x y  " );
-    EXPECT_EQ( Std( Padded.Trim( CQorStringView( " " ) ) ), "x y" );
-    EXPECT_EQ( Std( Padded ), "  x y  " );
-    Padded.TrimInPlace( CQorStringView( " x" ) );
-    EXPECT_EQ( Std( Padded ), "y" );
 }
 
 TEST( CString, RemoveDiacriticsFoldsLatin1 )

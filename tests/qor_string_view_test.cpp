@@ -29,23 +29,6 @@ std::string RandomText( std::mt19937& Generator, int32 nMaxLength )
 }
 } // namespace
 
-TEST( CQorStringView, ConstructionSetsSizeAndTerminationFlag )
-{
-    const CQorStringView Text( "abc" );
-    EXPECT_EQ( Text.GetSize(), 3 );
-    EXPECT_TRUE( Text.IsNullTerminated() );
-
-    const CQorStringView Null( static_cast<const char*>( nullptr ) );
-    EXPECT_EQ( Null.GetSize(), 0 );
-    EXPECT_EQ( Null.GetNullTerminated(), ENullTerminated::No );
-
-    const CQorStringView Empty;
-    EXPECT_EQ( Empty.GetData(), nullptr );
-    EXPECT_EQ( Empty.GetSize(), 0 );
-    EXPECT_EQ( Empty.GetNullTerminated(), ENullTerminated::No );
-    EXPECT_EQ( static_cast<int>( ENullTerminated::Yes ), 0 );
-}
-
 TEST( CQorStringView, InvariantIsCheckedWhenPointerSizeAndFlagAreGiven )
 {
     CAssertRecorder Asserts;
@@ -123,95 +106,6 @@ TEST( CQorStringView, FindAgreesWithStandardSearch )
                        ? -1
                        : static_cast<int32>( ToStd( View ).find_last_of( Needle, static_cast<size_t>( LastPos ) ) ) )
             << "seed " << nSeed << ", round " << Round;
-    }
-}
-
-TEST( CQorStringView, FindEdgeCases )
-{
-    const CQorStringView Text( "abc" );
-    EXPECT_EQ( Text.Find( CQorStringView( "" ), 3 ), 3 );
-    EXPECT_EQ( Text.Find( CQorStringView( "" ), 4 ), -1 );
-    EXPECT_EQ( Text.Find( CQorStringView( "abcd" ) ), -1 );
-    EXPECT_EQ( CQorStringView().Find( 'a' ), -1 );
-    EXPECT_EQ( Text.FindLastOf( 'a' ), 0 );
-    EXPECT_EQ( Text.FindLastOf( CQorStringView( "" ) ), -1 );
-    EXPECT_EQ( CQorStringView().FindLastOf( CQorStringView( "a" ) ), -1 );
-}
-
-TEST( CQorStringView, ComparisonsIgnoreTheFlag )
-{
-    const char Buffer[] = "abcd";
-    const CQorStringView Unterminated( Buffer, 3, ENullTerminated::No );
-    EXPECT_TRUE( Unterminated == CQorStringView( "abc" ) );
-    EXPECT_FALSE( Unterminated == CQorStringView( "abcd" ) );
-    EXPECT_TRUE( CQorStringView() == CQorStringView( "" ) );
-
-    const CQorStringView Text( "Hello World" );
-    EXPECT_TRUE( Text.StartsWith( CQorStringView( "Hello" ) ) );
-    EXPECT_FALSE( Text.StartsWith( CQorStringView( "hello" ) ) );
-    EXPECT_TRUE( Text.StartsWithNoCase( CQorStringView( "hELLO" ) ) );
-    EXPECT_TRUE( Text.EndsWith( CQorStringView( "World" ) ) );
-    EXPECT_TRUE( Text.EndsWithNoCase( CQorStringView( "WORLD" ) ) );
-    EXPECT_FALSE( CQorStringView( "ab" ).EndsWith( CQorStringView( "xab" ) ) );
-    EXPECT_TRUE( Text.StartsWith( CQorStringView() ) );
-    EXPECT_TRUE( Text.EndsWithNoCase( CQorStringView() ) );
-
-    EXPECT_EQ( CQorStringView( "abc" ).CompareNoCase( CQorStringView( "ABC" ) ), 0 );
-    EXPECT_EQ( CQorStringView( "abc" ).CompareNoCase( CQorStringView( "ABCD" ) ), -1 );
-    EXPECT_EQ( CQorStringView( "abcd" ).CompareNoCase( CQorStringView( "ABC" ) ), 1 );
-    EXPECT_EQ( CQorStringView( "abd" ).CompareNoCase( CQorStringView( "ABCZ" ) ), 1 );
-    EXPECT_EQ( CQorStringView( "Ab" ).CompareNoCase( CQorStringView( "b" ) ), -1 );
-    EXPECT_EQ( CQorStringView().CompareNoCase( CQorStringView( "a" ) ), -1 );
-
-    EXPECT_TRUE( Text.ContainsNoCase( CQorStringView( "O w" ) ) );
-    EXPECT_TRUE( Text.ContainsNoCase( CQorStringView( "world" ) ) );
-    EXPECT_FALSE( Text.ContainsNoCase( CQorStringView( "worlds" ) ) );
-    EXPECT_TRUE( Text.ContainsNoCase( CQorStringView() ) );
-    EXPECT_FALSE( CQorStringView().ContainsNoCase( CQorStringView() ) );
-}
-
-TEST( CQorStringView, CountAndTrims )
-{
-    EXPECT_EQ( CQorStringView( "a,b,,c" ).Count( ',' ), 3 );
-
-    CQorStringView Text( "  xx  " );
-    Text.TrimStart( CQorStringView( " " ) );
-    EXPECT_EQ( ToStd( Text ), "xx  " );
-    EXPECT_TRUE( Text.IsNullTerminated() );
-    Text.TrimEnd( CQorStringView( " " ) );
-    EXPECT_EQ( ToStd( Text ), "xx" );
-    EXPECT_FALSE( Text.IsNullTerminated() );
-
-    CQorStringView Both( "-+value+-" );
-    EXPECT_EQ( ToStd( Both.Trim( CQorStringView( "+-" ) ) ), "value" );
-    CQorStringView All( "----" );
-    EXPECT_EQ( All.Trim( CQorStringView( "-" ) ).GetSize(), 0 );
-
-    CQorStringView Path( "dir/file.txt" );
-    EXPECT_EQ( ToStd( Path.TrimStartUntil( CQorStringView( "/" ) ) ), "/file.txt" );
-    EXPECT_EQ( ToStd( Path.TrimEndUntil( CQorStringView( "." ) ) ), "/file." );
-}
-
-TEST( CQorStringView, DecimalNumberHasNoMinimum )
-{
-    for ( const char* Text : { "", "-", ".", "-.", "-.5", "12", "-12.50", "0." } )
-    {
-        EXPECT_TRUE( CQorStringView( Text ).IsDecimalNumber() ) << Text;
-    }
-    for ( const char* Text : { "1.2.3", "1-2", "--1", "+1", "1e5", " 1" } )
-    {
-        EXPECT_FALSE( CQorStringView( Text ).IsDecimalNumber() ) << Text;
-    }
-}
-
-TEST( CQorStringView, ParseYesNoTakesOnlyTheExactWords )
-{
-    EXPECT_TRUE( CQorStringView( "yes" ).ParseYesNo().GetValue() );
-    EXPECT_FALSE( CQorStringView( "no" ).ParseYesNo().GetValue() );
-    EXPECT_TRUE( CQorStringView( "no" ).ParseYesNo().IsSet() );
-    for ( const char* Text : { "", "Yes", "yes ", "n", "true" } )
-    {
-        EXPECT_FALSE( CQorStringView( Text ).ParseYesNo().IsSet() ) << Text;
     }
 }
 

@@ -58,42 +58,6 @@ TEST( CQorFixedAllocator, PlacesAHeaderInFrontAndSplitsTheRest )
     EXPECT_FALSE( Allocator.IsFixedBuffer( Allocator.GetBuffer() ) );
 }
 
-TEST( CQorFixedAllocator, KeepsARemainderOfSixteenBytesWithTheBlock )
-{
-    CAssertRecorder Asserts;
-    CQorFixedAllocator Allocator( 256 );
-    void* pBlock = Allocator.Allocate( 256 - 16 - 16, 1 );
-    EXPECT_TRUE( FreeRanges( Allocator ).empty() );
-    EXPECT_EQ( Allocator.GetAllocatedBytes(), 256u );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-
-    EXPECT_EQ( Allocator.Allocate( 1, 1 ), nullptr );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Out of (fixed) memory" } );
-    Allocator.Deallocate( pBlock );
-    EXPECT_EQ( FreeRanges( Allocator ), ( std::vector<SFreeRange>{ { 0, 256 } } ) );
-}
-
-TEST( CQorFixedAllocator, ThreeNeighboursMergeInAnyOrder )
-{
-    std::array<int, 3> Order{ 0, 1, 2 };
-    do
-    {
-        CQorFixedAllocator Allocator( 512 );
-        std::array<void*, 3> Blocks{ Allocator.Allocate( 40, 1 ), Allocator.Allocate( 24, 1 ),
-                                     Allocator.Allocate( 70, 1 ) };
-        void* pBarrier = Allocator.Allocate( 8, 1 );
-        for ( int nIndex : Order )
-        {
-            Allocator.Deallocate( Blocks[ nIndex ] );
-            EXPECT_TRUE( Allocator.Validate() );
-        }
-        EXPECT_EQ( FreeRanges( Allocator ),
-                   ( std::vector<SFreeRange>{ { 0, 56 + 40 + 86 }, { 182 + 24, 512 - 182 - 24 } } ) )
-            << "order " << Order[ 0 ] << Order[ 1 ] << Order[ 2 ];
-        Allocator.Deallocate( pBarrier );
-    } while ( std::next_permutation( Order.begin(), Order.end() ) );
-}
-
 TEST( CQorFixedAllocator, ReallocateGrowsWithTheContentsAndNeverShrinks )
 {
     CQorFixedAllocator Allocator( 1024 );

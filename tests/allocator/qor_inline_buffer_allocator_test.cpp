@@ -88,14 +88,3 @@ TEST( CQorStaticInlineBufferAllocator, RefusesToGrowAndCallsEverythingFixed )
     EXPECT_EQ( static_cast<const CStatic&>( Allocator ).GetFallbackAllocator(), nullptr );
     EXPECT_EQ( Asserts.Texts().size(), 1u );
 }
-
-TEST( CQorStaticInlineBufferAllocator, AllocateGivesNullWithAssertionsOff )
-{
-    CAssertRecorder Asserts;
-    CStatic Allocator;
-    g_bAssertsEnabled = false;
-    void* pMemory = Allocator.Allocate( 8, 8 );
-    g_bAssertsEnabled = true;
-    EXPECT_EQ( pMemory, nullptr );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}

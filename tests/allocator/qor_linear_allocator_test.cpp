@@ -44,23 +44,6 @@ CQorArray<CQorLinearAllocator::SUsedRange> UsedRanges( const CQorLinearAllocator
 }
 } // namespace
 
-TEST( CQorLinearAllocator, MarksFreshAndFreeBytes )
-{
-    CQorLinearAllocator Allocator( 256 );
-    uint8* pFirst = static_cast<uint8*>( Allocator.Allocate( 10, 1 ) );
-    EXPECT_TRUE( AllBytesAre( pFirst, 10, 0x30 ) );
-    // The rest of the block's 232 bytes of space is still marked free.
-    EXPECT_TRUE( AllBytesAre( pFirst + 10, 232 - 10, 0x44 ) );
-
-    uint8* pAligned = static_cast<uint8*>( Allocator.Allocate( 8, 8 ) );
-    EXPECT_EQ( reinterpret_cast<uintptr_t>( pAligned ) % 8, 0u );
-    EXPECT_EQ( pAligned, pFirst + 16 ) << "the block's space starts 8-aligned, so 6 bytes of pad";
-    EXPECT_EQ( Allocator.GetTotalBytes(), 18u ) << "pads are not counted";
-    Allocator.Deallocate( pFirst );
-    EXPECT_EQ( Allocator.GetTotalBytes(), 18u ) << "a single release changes nothing";
-    EXPECT_FALSE( Allocator.IsFixedBuffer( pFirst ) );
-}
-
 TEST( CQorLinearAllocator, GrowsByDoublingOrByTheRequest )
 {
     CCountingAllocator Backing;
@@ -104,60 +87,6 @@ TEST( CQorLinearAllocator, ResetReplaysTheSameAddressesInTheKeptBlocks )
         EXPECT_EQ( Allocator.Allocate( Requests[ I ].first, Requests[ I ].second ), First[ I ] ) << "request " << I;
     }
     EXPECT_EQ( Backing.AllocateCalls(), nBlocks );
-}
-
-// Block data starts at 8 past a 16-aligned block, so a 16-aligned request needs 8 bytes of pad.
-TEST( CQorLinearAllocator, AKeptBlockWithoutRoomForThePadLeadsToTheNext )
-{
-    CCountingAllocator Backing;
-    CQorLinearAllocator Allocator( 64, &Backing );
-    Allocator.Allocate( 40, 1 );
-    Allocator.Allocate( 104, 1 ); // a block of 128: exactly 104 bytes of space
-    Allocator.Allocate( 50, 1 );  // a block of 256
-    ASSERT_EQ( BlockSizes( Backing ), ( std::vector<uint64>{ 64, 128, 256 } ) );
-
-    Allocator.Reset();
-    Allocator.Allocate( 40, 1 );
-    uint8* pAligned = static_cast<uint8*>( Allocator.Allocate( 104, 16 ) );
-    EXPECT_EQ( reinterpret_cast<uintptr_t>( pAligned ) % 16, 0u );
-    const CQorArray<CQorLinearAllocator::SUsedRange> Ranges = UsedRanges( Allocator );
-    EXPECT_EQ( Ranges[ 1 ].nUsed, 0u );
-    EXPECT_EQ( Ranges[ 2 ].nUsed, 104u );
-    EXPECT_GE( pAligned, Ranges[ 2 ].pData );
-    EXPECT_EQ( Backing.AllocateCalls(), 3 );
-}
-
-TEST( CQorLinearAllocator, UsesAProvidedBufferWithoutReleasingIt )
-{
-    CCountingAllocator Backing;
-    alignas( 8 ) uint8 Buffer[ 131 ];
-    {
-        CQorLinearAllocator Allocator( Buffer + 3, 128, &Backing );
-        uint8* pData = static_cast<uint8*>( Allocator.Allocate( 96, 8 ) );
-        EXPECT_EQ( pData, Buffer + 8 + 24 ) << "aligned up to 8, then the header";
-        Allocator.Allocate( 64, 1 );
-        EXPECT_EQ( BlockSizes( Backing ), ( std::vector<uint64>{ 2 * 123 } ) ) << "twice the 123 bytes after the pad";
-    }
-    EXPECT_EQ( Backing.DeallocateCalls(), 1 ) << "only the block of its own goes back";
-    EXPECT_EQ( Backing.LiveBlocks(), 0 );
-}
-
-TEST( CQorLinearAllocator, RaisesSizesTooSmall )
-{
-    CAssertRecorder Asserts;
-    CCountingAllocator Backing;
-    {
-        CQorLinearAllocator Allocator( 20, &Backing );
-        EXPECT_NE( Allocator.Allocate( 20, 1 ), nullptr );
-        uint8 Tiny[ 10 ];
-        CQorLinearAllocator FromTiny( Tiny, sizeof( Tiny ), &Backing );
-        EXPECT_NE( FromTiny.Allocate( 10, 1 ), nullptr );
-        // Both blocks of their own, the second replacing the buffer.
-        EXPECT_EQ( BlockSizes( Backing ), ( std::vector<uint64>{ 44, 34 } ) );
-    }
-    EXPECT_EQ( Asserts.Texts(),
-               ( std::vector<std::string>{ "Requested buffer size is too small.", "Provided buffer is too small." } ) );
-    EXPECT_EQ( Backing.LiveBlocks(), 0 );
 }
 
 TEST( CQorLinearAllocator, MovesTakeTheChainAndRefuseInlineBuffers )

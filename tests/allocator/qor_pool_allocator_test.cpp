@@ -45,23 +45,6 @@ using PoolTypes =
     testing::Types<CQorUnsynchronizedPoolAllocator<STrivialSlot>, CQorSynchronizedPoolAllocator<STrivialSlot>>;
 TYPED_TEST_SUITE( CQorPoolAllocatorTyped, PoolTypes );
 
-TYPED_TEST( CQorPoolAllocatorTyped, HandsOutAscendingSlotsAndReusesTheLastReleased )
-{
-    TypeParam Pool( 4 );
-    EXPECT_EQ( Pool.GetPoolCount(), 0 ) << "no pool before the first allocation";
-    uint8* pFirst = SlotOf( Pool );
-    uint8* pSecond = SlotOf( Pool );
-    EXPECT_EQ( pSecond, pFirst + sizeof( STrivialSlot ) );
-    EXPECT_EQ( reinterpret_cast<uintptr_t>( pFirst ) % alignof( double ), 0u );
-    Pool.Deallocate( pFirst );
-    Pool.Deallocate( nullptr );
-    EXPECT_EQ( Pool.GetAllocatedCount(), 1 );
-    EXPECT_EQ( SlotOf( Pool ), pFirst );
-    EXPECT_EQ( SlotOf( Pool ), pFirst + 2 * sizeof( STrivialSlot ) ) << "a null release changed the list";
-    EXPECT_EQ( Pool.GetPoolCount(), 1 );
-    EXPECT_FALSE( Pool.IsFixedBuffer( pFirst ) );
-}
-
 TYPED_TEST( CQorPoolAllocatorTyped, KeepsPoolsAndReusesSlotsLastInFirstOut )
 {
     TypeParam Pool( 3 );
@@ -89,18 +72,6 @@ TYPED_TEST( CQorPoolAllocatorTyped, KeepsPoolsAndReusesSlotsLastInFirstOut )
     EXPECT_EQ( Pool.GetPoolCount(), 5 );
 }
 
-TYPED_TEST( CQorPoolAllocatorTyped, PoolsOfOneSlotMakeAPoolPerEmptyAllocation )
-{
-    TypeParam Pool( 1 );
-    uint8* pFirst = SlotOf( Pool );
-    uint8* pSecond = SlotOf( Pool );
-    EXPECT_EQ( Pool.GetPoolCount(), 2 );
-    Pool.Deallocate( pFirst );
-    EXPECT_EQ( SlotOf( Pool ), pFirst );
-    EXPECT_EQ( Pool.GetPoolCount(), 2 );
-    Pool.Deallocate( pSecond );
-}
-
 TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
 {
     CAssertRecorder Asserts;
@@ -125,16 +96,6 @@ TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ MoreReleasesText } );
     EXPECT_EQ( Pool.GetAllocatedCount(), -1 );
     EXPECT_EQ( SlotOf( Pool ), pSlot + sizeof( STrivialSlot ) ) << "the slot was linked in anyway";
-}
-
-TYPED_TEST( CQorPoolAllocatorTyped, TrivialObjectsLeftAtDestructionAreLostSilently )
-{
-    CAssertRecorder Asserts;
-    {
-        TypeParam Pool( 4 );
-        SlotOf( Pool );
-    }
-    EXPECT_TRUE( Asserts.Texts().empty() );
 }
 
 namespace

@@ -40,30 +40,3 @@ TEST( CQorPreAllocatedAllocator, HandsOutTheGivenBufferAndNothingElse )
     EXPECT_EQ( pMemory, nullptr );
     EXPECT_TRUE( Asserts.Texts().empty() );
 }
-
-TEST( CQorPreAllocatedAllocator, AnArrayOnItStaysInTheBuffer )
-{
-    CAssertRecorder Asserts;
-    int32 Buffer[ 8 ];
-    CQorPreAllocatedAllocator<int32> Allocator( Buffer, 8 );
-    {
-        CQorArray<int32> Array( &Allocator );
-        int32* pBuffer = nullptr;
-        int32 nCapacity = 0;
-        Allocator.GetBuffer( pBuffer, nCapacity );
-        Array.ReplaceBuffer( pBuffer, nCapacity );
-        for ( int32 I = 0; I < 8; ++I )
-        {
-            Array.Add( I * 3 );
-        }
-        EXPECT_EQ( Array.GetData(), Buffer );
-        EXPECT_EQ( Buffer[ 7 ], 21 );
-
-        // A buffer the allocator calls fixed is kept by shrink-to-fit.
-        Array.RemoveRange( 2, 8 );
-        Array.ShrinkToFit();
-        EXPECT_EQ( Array.GetData(), Buffer );
-        EXPECT_EQ( Array.GetCapacity(), 8 );
-    }
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}

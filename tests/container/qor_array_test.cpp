@@ -25,12 +25,6 @@ void ExpectSame( const CQorArray<T>& Array, const std::vector<T>& Model, uint32 
     ASSERT_LE( Array.GetSize(), Array.GetCapacity() );
     ASSERT_TRUE( std::equal( Model.begin(), Model.end(), Array.begin() ) ) << "seed " << nSeed << ", step " << nStep;
 }
-
-// Exposes the relocation that the array's buffer changes go through.
-struct CArrayProbe : CQorArray<int32>
-{
-    using CQorArray<int32>::Relocate;
-};
 } // namespace
 
 template <typename T>
@@ -214,48 +208,6 @@ TYPED_TEST( CQorArrayTyped, AgreesWithStdVectorOnRandomOperations )
     }
 }
 
-TYPED_TEST( CQorArrayTyped, SortsWithTheGivenPredicate )
-{
-    CQorArray<TypeParam> Array;
-    std::vector<TypeParam> Model;
-    CQorRandom Random( 7 );
-    for ( int I = 0; I < 200; ++I )
-    {
-        Model.push_back( ValueOf<TypeParam>( Random.Next( 0, 99 ) ) );
-        Array.Add( Model.back() );
-    }
-    const auto Descending = []( const TypeParam& Left, const TypeParam& Right ) { return Right < Left; };
-    Array.Sort( Descending );
-    std::sort( Model.begin(), Model.end(), Descending );
-    EXPECT_EQ( ToVector( Array ), Model );
-}
-
-TEST( CQorArray, InsertAtEndEqualsAdd )
-{
-    CQorArray<int32> Inserted;
-    CQorArray<int32> Added;
-    for ( int32 I = 0; I < 20; ++I )
-    {
-        Inserted.Insert( Inserted.GetSize(), I );
-        Added.Add( I );
-        ASSERT_EQ( Inserted.GetCapacity(), Added.GetCapacity() );
-    }
-    EXPECT_EQ( ToVector( Inserted ), ToVector( Added ) );
-}
-
-TEST( CQorArray, RemoveRangeOfNothingReturnsThePlace )
-{
-    CQorArray<int32> Array;
-    for ( int32 I = 0; I < 6; ++I )
-    {
-        Array.Add( I );
-    }
-    const auto Result = Array.RemoveRange( 3, 3 );
-    EXPECT_EQ( Result.nRemoved, 0 );
-    EXPECT_EQ( Result.pWhere, Array.GetData() + 3 );
-    EXPECT_EQ( Array.GetSize(), 6 );
-}
-
 TEST( CQorArray, RelocatesNonTrivialElementsByMoveAndDestroysTheSources )
 {
     CTrackedElement::ResetCounts();
@@ -279,18 +231,6 @@ TEST( CQorArray, RelocatesNonTrivialElementsByMoveAndDestroysTheSources )
         EXPECT_EQ( Array.GetCapacity(), 8 ) << "the capacity never shrinks by Resize";
     }
     EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
-}
-
-TEST( CQorArray, ResizeDefaultConstructsTheNewElements )
-{
-    CQorArray<trivial_type> Array;
-    Array.Add( trivial_type( 5 ) );
-    Array.Resize( 4 );
-    EXPECT_EQ( Array[ 0 ]._nValue, 5u );
-    for ( int32 I = 1; I < 4; ++I )
-    {
-        EXPECT_EQ( Array[ I ]._nValue, 0xFFFFFFFFu );
-    }
 }
 
 TEST( CQorArray, MoveWithinOneAllocatorHandsTheBufferOver )
@@ -433,41 +373,6 @@ TEST( CQorArray, SwapExchangesBuffersOrElements )
     EXPECT_EQ( RightAllocator.LiveBlocks(), 0 );
 }
 
-TEST( CQorArray, SearchesFindTheFirstMatchOrNull )
-{
-    CQorArray<int32> Array;
-    EXPECT_EQ( Array.Find( 3 ), nullptr );
-    EXPECT_EQ( Array.FindIf( []( int32 ) { return true; } ), nullptr );
-    for ( int32 Value : { 5, 3, 8, 3, 9 } )
-    {
-        Array.Add( Value );
-    }
-    EXPECT_EQ( Array.Find( 3 ), Array.GetData() + 1 );
-    EXPECT_EQ( Array.Find( 9 ), Array.GetData() + 4 );
-    EXPECT_EQ( Array.Find( 4 ), nullptr );
-    EXPECT_EQ( Array.Find( 7, []( int32 Element, int32 Value ) { return Element > Value; } ), Array.GetData() + 2 );
-    EXPECT_EQ( Array.FindIf( []( int32 Element ) { return Element % 2 == 0; } ), Array.GetData() + 2 );
-    EXPECT_EQ( Array.FindIndexIf( []( int32 Element ) { return Element > 100; } ), -1 );
-}
-
-TEST( CQorArray, ShrinkToFitReleasesAnEmptyBuffer )
-{
-    CCountingAllocator Allocator;
-    CQorArray<int32> Array( &Allocator );
-    for ( int32 I = 0; I < 5; ++I )
-    {
-        Array.Add( I );
-    }
-    Array.ShrinkToFit();
-    EXPECT_EQ( Array.GetCapacity(), 5 );
-    EXPECT_EQ( ToVector( Array ), ( std::vector<int32>{ 0, 1, 2, 3, 4 } ) );
-    Array.Clear();
-    Array.ShrinkToFit();
-    EXPECT_EQ( Array.GetCapacity(), 0 );
-    EXPECT_EQ( Array.GetData(), nullptr );
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
-}
-
 TEST( CQorArray, AccessorsAssertAndGoOn )
 {
     CAssertRecorder Asserts;
@@ -524,23 +429,4 @@ TEST( CQorArray, RangeOperationsAssertOnBadArguments )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "nNewCapacity >= _nSize" } );
     EXPECT_EQ( Array.GetData(), pBuffer );
     EXPECT_EQ( ToVector( Array ), ( std::vector<int32>{ 0, 1, 2, 3 } ) );
-}
-
-TEST( CQorArray, RelocationRefusesATargetInsideTheSource )
-{
-    CAssertRecorder Asserts;
-    int32 Buffer[ 8 ] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-    CArrayProbe::Relocate( Buffer, Buffer + 2, Buffer + 6 );
-    EXPECT_TRUE( Asserts.Reports().empty() ) << "a target below the source is legal";
-    EXPECT_EQ( Buffer[ 0 ], 2 );
-    EXPECT_EQ( Buffer[ 3 ], 5 );
-    CArrayProbe::Relocate( Buffer + 3, Buffer + 2, Buffer + 5 );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Overlapping memory regions are not allowed" } );
-}
-
-TEST( CQorArray, NullAllocatorAsserts )
-{
-    CAssertRecorder Asserts;
-    CQorArray<int32> Array( nullptr );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pAlloc && \"Allocator must not be null\"" } );
 }

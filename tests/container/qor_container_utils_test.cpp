@@ -58,26 +58,6 @@ TEST( BoundSearch, AgreesWithTheStandardLibraryOnRandomSortedData )
     }
 }
 
-TEST( BoundSearch, WorksOnTextAndTheWorkloadKinds )
-{
-    const CQorArray<complex_type> Texts = MakeSortedArray<complex_type>( 300 );
-    for ( int32 I = -1; I <= 51; ++I )
-    {
-        const std::string Value = std::to_string( I );
-        EXPECT_EQ( LowerBound( Texts.begin(), Texts.end(), Value ), std::lower_bound( Texts.begin(), Texts.end(), Value ) );
-        EXPECT_EQ( UpperBound( Texts.begin(), Texts.end(), Value ), std::upper_bound( Texts.begin(), Texts.end(), Value ) );
-    }
-    const CQorArray<trivial_type> Trivial = MakeSortedArray<trivial_type>( 100 );
-    const trivial_type& Largest = Trivial.Back();
-    EXPECT_EQ( UpperBound( Trivial.begin(), Trivial.end(), Largest ), Trivial.end() );
-    EXPECT_EQ( LowerBound( Trivial.begin(), Trivial.end(), Largest ),
-               std::lower_bound( Trivial.begin(), Trivial.end(), Largest ) );
-
-    const int32 Small[] = { 1, 2, 2, 3 };
-    EXPECT_EQ( LowerBound( Small, Small + 4, 2 ) - Small, 1 );
-    EXPECT_EQ( UpperBound( Small, Small + 4, 2 ) - Small, 3 );
-}
-
 TEST( BoundSearch, ReversedRangeAssertsAndReturnsBegin )
 {
     CAssertRecorder Asserts;
@@ -154,38 +134,4 @@ TEST( Shuffle, PermutesAndDrawsOncePerStep )
     Shuffle( None, Random );
     EXPECT_EQ( Random.GetPosition(), nBefore );
     EXPECT_EQ( One[ 0 ], 0 );
-}
-
-TEST( WorkloadBuilders, MakeArrayCountsUpAndMakeSortedArrayIsRepeatable )
-{
-    const CQorArray<trivial_type> Trivial = MakeArray<trivial_type>( 20 );
-    const CQorArray<complex_type> Complex = MakeArray<complex_type>( 20 );
-    ASSERT_EQ( Trivial.GetCapacity(), 20 );
-    for ( int32 I = 0; I < 20; ++I )
-    {
-        EXPECT_EQ( Trivial[ I ]._nValue, static_cast<uint32>( I ) );
-        EXPECT_EQ( Complex[ I ], std::to_string( I ) );
-    }
-
-    const CQorArray<int32> Sorted = MakeSortedArray<int32>( 200 );
-    const CQorArray<int32> Again = MakeSortedArray<int32>( 200 );
-    EXPECT_EQ( Sorted.GetCapacity(), 200 );
-    EXPECT_TRUE( std::equal( Sorted.begin(), Sorted.end(), Again.begin(), Again.end() ) );
-    EXPECT_TRUE( std::is_sorted( Sorted.begin(), Sorted.end() ) );
-    EXPECT_GE( Sorted.Front(), 0 );
-    EXPECT_LE( Sorted.Back(), 50 );
-
-    // The same draws for every element kind: the seed 42 sequence.
-    CQorRandom Random( 42 );
-    std::vector<int32> Draws;
-    for ( int32 I = 0; I < 200; ++I )
-    {
-        Draws.push_back( Random.Next( 0, 50 ) );
-    }
-    std::sort( Draws.begin(), Draws.end() );
-    EXPECT_TRUE( std::equal( Sorted.begin(), Sorted.end(), Draws.begin(), Draws.end() ) );
-
-    const CQorArray<complex_type> Texts = MakeSortedArray<complex_type>( 200 );
-    EXPECT_TRUE( std::is_sorted( Texts.begin(), Texts.end() ) );
-    EXPECT_EQ( Texts.Back(), "9" ) << "text order puts single digits last";
 }

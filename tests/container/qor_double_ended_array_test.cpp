@@ -159,31 +159,6 @@ TYPED_TEST( CQorDoubleEndedArrayTyped, AgreesWithStdDequeOnRandomOperations )
     }
 }
 
-// With the capacity reserved at ten times the standing size, no policy reallocates in a steady queue.
-TYPED_TEST( CQorDoubleEndedArrayTyped, SteadyQueueNeverReallocates )
-{
-    using T = typename TestFixture::T;
-    CCountingAllocator Allocator;
-    {
-        typename TestFixture::ContainerT Queue( &Allocator );
-        Queue.Reserve( 100 );
-        for ( int I = 0; I < 10; ++I )
-        {
-            Queue.PushBack( ValueOf<T>( I ) );
-        }
-        for ( int I = 10; I < 2000; ++I )
-        {
-            Queue.PushBack( ValueOf<T>( I ) );
-            ASSERT_EQ( Queue.Front(), ValueOf<T>( I - 10 ) );
-            Queue.PopFront();
-            ASSERT_TRUE( Queue.Validate() );
-        }
-        EXPECT_EQ( Queue.GetCapacity(), 100 );
-    }
-    EXPECT_EQ( Allocator.AllocateCalls(), 1 );
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
-}
-
 TEST( CQorDoubleEndedArray, GrowthSequencesOfThePolicies )
 {
     EXPECT_EQ( GrowthSequence<SQorContiguousQueueLayout>( 17, false ), ( std::vector<int32>{ 1, 2, 4, 8, 16, 32 } ) );
@@ -229,23 +204,6 @@ TEST( CQorDoubleEndedArray, ContiguousQueueSlidesWhileTwiceTheSizeFits )
     EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 0, 1 } ) );
     EXPECT_EQ( ToVector( Queue ), ( std::vector<uint32>{ 2, 3, 4 } ) );
     EXPECT_EQ( Allocator.AllocateCalls(), 1 );
-}
-
-TEST( CQorDoubleEndedArray, ContiguousQueueReallocatesWhenTwiceTheSizeExceedsTheCapacity )
-{
-    CCountingAllocator Allocator;
-    CQorContiguousQueue<uint32> Queue( &Allocator );
-    Queue.Reserve( 4 );
-    for ( uint32 I = 0; I < 4; ++I )
-    {
-        Queue.PushBack( I );
-    }
-    Queue.PopFront();
-    Queue.PushBack( 4 );
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 6, 0, 2 } ) );
-    EXPECT_EQ( ToVector( Queue ), ( std::vector<uint32>{ 1, 2, 3, 4 } ) );
-    EXPECT_EQ( Allocator.AllocateCalls(), 2 );
-    EXPECT_EQ( Allocator.LiveBlocks(), 1 );
 }
 
 TEST( CQorDoubleEndedArray, ReverseQueueSlidesEveryElementOnePlacePerPush )
@@ -300,69 +258,6 @@ TEST( CQorDoubleEndedArray, SteadyQueueSlideRatesOfThePolicies )
     EXPECT_EQ( SlideMoves( CQorReverseContiguousQueue<CTrackedElement>() ), nStanding * nPasses );
 }
 
-TEST( CQorDoubleEndedArray, ReserveSplitsTheFreeRoomOfADoubleEndedArray )
-{
-    CQorDoubleEndedArray<uint32> Array;
-    Array.PushBack( 1 );
-    Array.PushBack( 2 );
-    Array.Reserve( 7 );
-    EXPECT_EQ( Array.GetCurrentLayout(), ( SLayout{ 7, 2, 3 } ) );
-    EXPECT_EQ( ToVector( Array ), ( std::vector<uint32>{ 1, 2 } ) );
-}
-
-TEST( CQorDoubleEndedArray, ReserveOfNoMoreThanTheCapacityDoesNothing )
-{
-    CCountingAllocator Allocator;
-    CQorContiguousQueue<uint32> Queue( &Allocator );
-    Queue.Reserve( 0 );
-    EXPECT_EQ( Queue.GetCapacity(), 0 );
-    EXPECT_EQ( Allocator.AllocateCalls(), 0 );
-    EXPECT_TRUE( Queue.Validate() );
-    Queue.Reserve( 5 );
-    Queue.Reserve( 3 );
-    EXPECT_EQ( Queue.GetCapacity(), 5 );
-    EXPECT_EQ( Allocator.AllocateCalls(), 1 );
-}
-
-TEST( CQorDoubleEndedArray, ClearKeepsTheSpareHead )
-{
-    CQorContiguousQueue<uint32> Queue;
-    Queue.Reserve( 4 );
-    for ( uint32 I = 0; I < 4; ++I )
-    {
-        Queue.PushBack( I );
-    }
-    Queue.PopFront();
-    Queue.Clear();
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 1, 3 } ) );
-    for ( uint32 I = 0; I < 3; ++I )
-    {
-        Queue.PushBack( I );
-    }
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 1, 0 } ) ) << "the pushes fit behind the kept head";
-}
-
-TEST( CQorDoubleEndedArray, PushIntoAnEmptyQueueAtTheEndOfItsBufferResetsTheStart )
-{
-    CCountingAllocator Allocator;
-    CQorContiguousQueue<uint32> Queue( &Allocator );
-    Queue.Reserve( 4 );
-    for ( uint32 I = 0; I < 4; ++I )
-    {
-        Queue.PushBack( I );
-    }
-    for ( uint32 I = 0; I < 4; ++I )
-    {
-        Queue.PopFront();
-    }
-    Queue.Clear();
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 4, 0 } ) );
-    Queue.PushBack( 9 );
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 0, 3 } ) );
-    EXPECT_EQ( Queue.Front(), 9u );
-    EXPECT_EQ( Allocator.AllocateCalls(), 1 );
-}
-
 TEST( CQorDoubleEndedArray, FrontAndPopFrontOnEmptyReportTheirOwnTexts )
 {
     CAssertRecorder Asserts;
@@ -387,30 +282,6 @@ TEST( CQorDoubleEndedArray, FrontAndPopFrontOnEmptyReportTheirOwnTexts )
     EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Cannot pop front element of an empty container.",
                                                             "Cannot access front element of an empty container." } ) );
     EXPECT_EQ( Queue.GetCurrentLayout()._SpareHeadCapacity, 1 ) << "the pop goes on and steps past the buffer start";
-}
-
-TEST( CQorDoubleEndedArray, MoveHandsOverBufferAndAllocator )
-{
-    CCountingAllocator First;
-    CCountingAllocator Second;
-    CQorDoubleEndedArray<std::string> Source( &First );
-    Source.PushBack( ValueOf<std::string>( 1 ) );
-    Source.PushFront( ValueOf<std::string>( 0 ) );
-    const std::string* pData = Source.begin();
-
-    CQorDoubleEndedArray<std::string> Target( std::move( Source ) );
-    EXPECT_EQ( Target.begin(), pData );
-    EXPECT_EQ( Target.GetAllocator(), &First );
-    EXPECT_TRUE( Source.IsEmpty() && Source.GetCapacity() == 0 && Source.Validate() );
-
-    CQorDoubleEndedArray<std::string> Other( &Second );
-    Other.PushBack( ValueOf<std::string>( 7 ) );
-    Other = std::move( Target );
-    EXPECT_EQ( Second.LiveBlocks(), 0 );
-    EXPECT_EQ( Other.GetAllocator(), &First );
-    EXPECT_EQ( ToVector( Other ),
-               ( std::vector<std::string>{ ValueOf<std::string>( 0 ), ValueOf<std::string>( 1 ) } ) );
-    EXPECT_EQ( First.AllocateCalls(), 2 );
 }
 
 // The seven queues of the benchmark pass the same draws through in the same order.

@@ -113,20 +113,6 @@ TEST( CQorHybridArray, ResetToInlineBufferGivesTheHeapBlockBack )
     EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
 }
 
-TEST( CQorHybridArray, ConstructsFromValuesAndGrowsPastNWithoutReport )
-{
-    CAssertRecorder Asserts;
-    const CQorHybridArray<std::string, 4> Small{ "one", "two" };
-    EXPECT_EQ( ToVector( Small ), ( std::vector<std::string>{ "one", "two" } ) );
-    EXPECT_TRUE( IsInline( Small ) );
-
-    const std::vector<int32> Values = Elements<int32>( 0, 11 );
-    const CQorHybridArray<int32, 4> Large( Values.data(), 11 );
-    EXPECT_EQ( ToVector( Large ), Values );
-    EXPECT_FALSE( IsInline( Large ) );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}
-
 template <typename T>
 class CQorHybridArrayTyped : public testing::Test
 {
@@ -200,47 +186,6 @@ TYPED_TEST( CQorHybridArrayTyped, MoveOfAHeapArrayTakesTheBlockOnlyFromTheSameFa
     EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 20 ) );
 }
 
-TYPED_TEST( CQorHybridArrayTyped, CopiesKeepTheirOwnFallback )
-{
-    typename TestFixture::CArray Source( &this->_FallbackA );
-    Fill( Source, 0, 12 );
-
-    typename TestFixture::CArray Constructed( Source );
-    EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 12 ) );
-    EXPECT_TRUE( this->_FallbackA.Owns( Constructed.GetData() ) );
-    EXPECT_EQ( Constructed.GetCapacity(), 12 );
-
-    typename TestFixture::CArray Assigned( &this->_FallbackB );
-    Fill( Assigned, 50, 3 );
-    Assigned = Source;
-    EXPECT_EQ( ToVector( Assigned ), Elements<TypeParam>( 0, 12 ) );
-    EXPECT_TRUE( this->_FallbackB.Owns( Assigned.GetData() ) );
-}
-
-// Swap across allocators passes the smaller side through a hybrid scratch array.
-TYPED_TEST( CQorHybridArrayTyped, SwapsWithAnArrayOnAnotherAllocator )
-{
-    for ( const auto& [ nHybridSize, nPlainSize ] :
-          std::vector<std::pair<int, int>>{ { 0, 300 }, { 5, 200 }, { 300, 400 }, { 3, 3 } } )
-    {
-        typename TestFixture::CArray Hybrid( &this->_FallbackA );
-        Fill( Hybrid, 0, nHybridSize );
-        CQorArray<TypeParam> Plain( &this->_FallbackB );
-        Fill( Plain, 1000, nPlainSize );
-
-        Hybrid.Swap( Plain );
-        EXPECT_EQ( ToVector( Hybrid ), Elements<TypeParam>( 1000, nPlainSize ) ) << nHybridSize << " " << nPlainSize;
-        EXPECT_EQ( ToVector( Plain ), Elements<TypeParam>( 0, nHybridSize ) ) << nHybridSize << " " << nPlainSize;
-        EXPECT_EQ( Plain.GetAllocator(), &this->_FallbackB );
-        EXPECT_TRUE( nPlainSize <= nInline || this->_FallbackA.Owns( Hybrid.GetData() ) );
-        EXPECT_TRUE( nHybridSize == 0 || this->_FallbackB.Owns( Plain.GetData() ) );
-
-        Plain.Swap( Hybrid );
-        EXPECT_EQ( ToVector( Hybrid ), Elements<TypeParam>( 0, nHybridSize ) );
-        EXPECT_EQ( ToVector( Plain ), Elements<TypeParam>( 1000, nPlainSize ) );
-    }
-}
-
 TEST( CQorStaticArray, StartsInlineAndNeverLeaves )
 {
     CAssertRecorder Asserts;
@@ -265,14 +210,6 @@ TEST( CQorStaticArray, StartsInlineAndNeverLeaves )
     EXPECT_EQ( ToVector( Copy ), std::vector<int32>{ 1 } );
     EXPECT_TRUE( IsInline( Copy ) );
     EXPECT_TRUE( Asserts.Texts().empty() );
-}
-
-TEST( CQorStaticArray, GrowthPastNReportsAStaticBuffer )
-{
-    CAssertRecorder Asserts;
-    CQorStaticArray<int32, nInline> Array;
-    Array.Reserve( nInline + 1 );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Tried to reallocate a static buffer" } );
 }
 
 TEST( CQorStaticArrayDeathTest, ConstructionFromTooManyValuesReportsAndCannotGoOn )

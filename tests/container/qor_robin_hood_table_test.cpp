@@ -51,23 +51,6 @@ static_assert( !NQorRobinHoodTable::SEntry<uint32>::bStoresHash );
 static_assert( NQorRobinHoodTable::SEntry<SBigItem>::bStoresHash );
 static_assert( sizeof( NQorRobinHoodTable::SEntry<SBigItem> ) == 8 + sizeof( SBigItem ) );
 
-TEST( CQorRobinHoodTable, EmptyTableOwnsNothing )
-{
-    CCountingAllocator Allocator;
-    CIdentityTable Table( &Allocator );
-    EXPECT_EQ( Table.Find( 5, 5u ), Table.end() );
-    EXPECT_EQ( Table.begin(), Table.end() );
-    EXPECT_FALSE( Table.Remove( 5, 5u ) );
-    NQorRobinHoodTable::SStats Stats;
-    Table.GetStats( Stats );
-    EXPECT_EQ( Stats.nSize, 0 );
-    EXPECT_EQ( Stats.nBuckets, 0 );
-    EXPECT_EQ( Stats.nMemory, static_cast<int32>( sizeof( CIdentityTable ) ) );
-    EXPECT_TRUE( Table.Validate() );
-    Table.Clear();
-    EXPECT_EQ( Allocator.AllocateCalls(), 0 );
-}
-
 TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
 {
     CCountingAllocator Allocator;
@@ -100,21 +83,6 @@ TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
     EXPECT_EQ( Allocator.LiveBlocks(), 0 );
 }
 
-TEST( CQorRobinHoodTable, GrowsByDistanceBelowTheLoadLimit )
-{
-    CIdentityTable Table;
-    // Five keys with home bucket 2 of 8 fill distances 1 to 5; the sixth would stand at 6.
-    for ( uint32 nKey = 2; nKey < 42; nKey += 8 )
-    {
-        Table.Insert( nKey, nKey );
-    }
-    EXPECT_EQ( Table.GetBucketCount(), 8 );
-    Table.Insert( 42, 42u );
-    EXPECT_EQ( Table.GetBucketCount(), 16 );
-    EXPECT_EQ( Table.GetSize(), 6 );
-    EXPECT_TRUE( Table.Validate() );
-}
-
 TEST( CQorRobinHoodTable, ChainsFromTheLastBucketRunIntoTheTail )
 {
     CIdentityTable Table;
@@ -132,19 +100,6 @@ TEST( CQorRobinHoodTable, ChainsFromTheLastBucketRunIntoTheTail )
         EXPECT_EQ( It.GetEntry()->_nDistance, I + 1 );
     }
     EXPECT_EQ( Contents( Table ), ( std::vector<uint32>{ 15, 31, 47, 63, 79 } ) );
-}
-
-TEST( CQorRobinHoodTable, EqualItemsAreRejected )
-{
-    CBigItemTable Table;
-    CTrackedElement::ResetCounts();
-    const auto First = Table.Insert( 7, SBigItem{ 7, "first" } );
-    const auto Second = Table.Insert( 7, SBigItem{ 7, "second" } );
-    EXPECT_TRUE( First.second );
-    EXPECT_FALSE( Second.second );
-    EXPECT_EQ( First.first, Second.first );
-    EXPECT_EQ( Second.first->Payload, "first" );
-    EXPECT_EQ( Table.GetSize(), 1 );
 }
 
 TEST( CQorRobinHoodTable, EraseShiftsTheChainBack )
@@ -168,31 +123,6 @@ TEST( CQorRobinHoodTable, EraseShiftsTheChainBack )
     EXPECT_EQ( Table.begin(), Table.end() );
     EXPECT_EQ( Table.Find( 3, 3u ), Table.end() );
     EXPECT_TRUE( Table.Validate() );
-}
-
-TEST( CQorRobinHoodTable, CopyIsSizedForTwiceItsItems )
-{
-    CMurmurTable Table;
-    for ( uint32 nKey = 0; nKey < 100; ++nKey )
-    {
-        Table.Insert( SMurmur()( nKey ), nKey );
-    }
-    CMurmurTable Copy( Table );
-    EXPECT_EQ( Copy.GetBucketCount(), 256 );
-    EXPECT_EQ( Copy.GetSize(), 100 );
-    for ( uint32 nKey = 0; nKey < 100; ++nKey )
-    {
-        EXPECT_NE( Copy.Find( SMurmur()( nKey ), nKey ), Copy.end() );
-    }
-    Copy = Copy;
-    EXPECT_EQ( Copy.GetSize(), 100 );
-
-    CMurmurTable Moved( std::move( Copy ) );
-    EXPECT_EQ( Moved.GetSize(), 100 );
-    EXPECT_EQ( Copy.GetSize(), 0 );
-    EXPECT_EQ( Copy.GetBucketCount(), 0 ) << "the array changed hands";
-    EXPECT_TRUE( Moved.Validate() );
-    EXPECT_TRUE( Copy.Validate() );
 }
 
 TEST( CQorRobinHoodTable, RejectsBadRehashAndBuffers )

@@ -36,29 +36,6 @@ struct SPointEquals
 };
 } // namespace
 
-TEST( CQorUnorderedSet, InsertsFindsAndRemovesByItsOwnHash )
-{
-    NQorUnorderedSet::CQorUnorderedSet<int32> Set;
-    for ( int32 I = 0; I < 500; I += 2 )
-    {
-        EXPECT_TRUE( Set.Insert( I ).second );
-    }
-    const auto Again = Set.Insert( 10 );
-    EXPECT_FALSE( Again.second );
-    EXPECT_EQ( *Again.first, 10 );
-    EXPECT_EQ( Set.GetSize(), 250 );
-    for ( int32 I = 0; I < 500; ++I )
-    {
-        EXPECT_EQ( Set.Contains( I ), I % 2 == 0 ) << I;
-    }
-    EXPECT_TRUE( Set.Remove( 4 ) );
-    EXPECT_FALSE( Set.Remove( 5 ) );
-    EXPECT_EQ( Set.GetSize(), 249 );
-    EXPECT_EQ( *Set.Find( 6 ), 6 );
-    EXPECT_EQ( Set.GetTable().Find( HashBytes( 0, "\x06\0\0\0", 4 ), 6 ), Set.Find( 6 ) )
-        << "the default hash of an integer is HashBytes of its bytes";
-}
-
 TEST( CQorUnorderedSet, ReplaceExchangesAnEqualItemAndAssertsOtherwise )
 {
     NQorUnorderedSet::CQorUnorderedSet<SPoint, SPointHasher, SPointEquals> Set;
@@ -72,20 +49,6 @@ TEST( CQorUnorderedSet, ReplaceExchangesAnEqualItemAndAssertsOtherwise )
     EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "ItemHasherT()( ExistingValue ) == ItemHasherT()( NewValue )",
                                                             "ItemEqualsT()( ExistingValue, NewValue )" } ) );
     EXPECT_EQ( Set.Find( SPoint{ 3, 4, "" } ), Set.end() ) << "the item now stands under the wrong hash";
-}
-
-TEST( CQorUnorderedMap, InsertKeepsAndInsertOrAssignReplacesTheValue )
-{
-    NQorUnorderedMap::CQorUnorderedMap<std::string, int32> Map;
-    EXPECT_TRUE( Map.Insert( "one", 1 ).second );
-    EXPECT_FALSE( Map.Insert( "one", 100 ).second );
-    EXPECT_EQ( *Map.FindValue( "one" ), 1 );
-    const auto Assigned = Map.InsertOrAssign( "one", 11 );
-    EXPECT_FALSE( Assigned.second );
-    EXPECT_EQ( Assigned.first->Value, 11 );
-    EXPECT_TRUE( Map.InsertOrAssign( "two", 2 ).second );
-    EXPECT_EQ( Map.GetSize(), 2 );
-    EXPECT_EQ( Map.FindValue( "three" ), nullptr );
 }
 
 TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )

@@ -186,21 +186,6 @@ TEST( QorDynamicTypeLibrary, NamesAndDataIndicesAreCheckedAsTypesAreAdded )
     EXPECT_EQ( Library.GetStatic<int32>()->_Name, "Int" );
 }
 
-TEST( QorDynamicTypeLibrary, TheDataIndexRunsOutAfter65534Types )
-{
-    CAssertRecorder Asserts;
-    CLibrary Library;
-    const auto Functions = NQorDynamicType::MakeTypeFunctions<CBenchmarkTypeClass, int32>();
-    for ( int32 I = 1; I <= 65535; ++I )
-    {
-        auto* pType = ::new ( Library.AllocateType() ) CBenchmarkTypeClass( 4, 4, CQorStringView(), Functions );
-        Library.AddType( pType );
-        ASSERT_EQ( pType->_nDataIndex, I );
-        ASSERT_EQ( Asserts.Texts().size(), I < 65535 ? 0u : 1u ) << I;
-    }
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Too many types with data defined" } );
-}
-
 TEST( QorDynamicTypeLibrary, StrideChecksReportSizeAlignmentAndAddress )
 {
     CAssertRecorder Asserts;
@@ -236,46 +221,6 @@ TEST( QorDynamicTypeLibrary, StrideChecksReportSizeAlignmentAndAddress )
     EXPECT_TRUE( Asserts.Texts().empty() );
     pEmpty->_Functions.Destruct( pEmpty, Buffer, 1, -1 );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Stride -1 for type \"Empty\" of size 0 is too small." } );
-}
-
-TEST( QorDynamicTypeLibrary, ElementOperationsWalkStridedRecords )
-{
-    CTrackedElement::ResetCounts();
-    const SLifetimeCounts& Counts = CTrackedElement::s_Counts;
-    CAssertRecorder Asserts;
-    CLibrary Library;
-    CBenchmarkTypeClass* pType = Library.Register<CTrackedElement>( "Tracked" );
-    const auto& Functions = pType->_Functions;
-    // Three records of 12 bytes, the element at the front of each.
-    constexpr int32 nStride = 12;
-    alignas( 4 ) unsigned char Source[ 3 * nStride ];
-    alignas( 4 ) unsigned char Dest[ 3 * nStride ];
-    const auto ValueAt = []( unsigned char* pRecords, int32 I )
-    { return std::launder( reinterpret_cast<CTrackedElement*>( pRecords + I * nStride ) )->Value(); };
-
-    Functions.Construct( pType, Source, 3, nStride );
-    EXPECT_EQ( Counts.nConstructed, 3 );
-    for ( int32 I = 0; I < 3; ++I )
-    {
-        *std::launder( reinterpret_cast<CTrackedElement*>( Source + I * nStride ) ) = CTrackedElement( 10 + I );
-    }
-    Functions.CopyConstruct( pType, Source, Dest, 3, nStride );
-    EXPECT_EQ( ValueAt( Dest, 2 ), 12 );
-    Functions.MoveAssign( pType, Dest, Source, 2, nStride );
-    EXPECT_EQ( ValueAt( Dest, 0 ), CTrackedElement::nMovedFrom );
-    EXPECT_EQ( ValueAt( Dest, 2 ), 12 ) << "two of three";
-    Functions.CopyAssign( pType, Source, Dest, 3, nStride );
-    EXPECT_EQ( ValueAt( Dest, 1 ), 11 );
-    Functions.Destruct( pType, Source, 3, nStride );
-    Functions.MoveConstruct( pType, Dest, Source, 3, nStride );
-    EXPECT_EQ( ValueAt( Source, 0 ), 10 );
-    Functions.Destruct( pType, Dest, 3, nStride );
-    Functions.Construct( pType, Dest, 0, nStride );
-    Functions.Destruct( pType, Source, -1, nStride );
-    EXPECT_EQ( Counts.Alive(), 3 ) << "nothing for a count of 0 or below";
-    Functions.Destruct( pType, Source, 3, nStride );
-    EXPECT_EQ( Counts.Alive(), 0 );
-    EXPECT_TRUE( Asserts.Texts().empty() );
 }
 
 TEST( QorDynamicTypeLibrary, LibrariesOnManyThreadsNeverShareAnIndex )

@@ -89,58 +89,10 @@ TEST( CMutex, ReportsAnUnlockByAStranger )
     Mutex.Unlock();
 }
 
-TEST( CRecursiveMutex, NestsAndExcludes )
-{
-    CRecursiveMutex Mutex;
-    ExpectExclusive( Mutex );
-
-    Mutex.Lock();
-    Mutex.Lock();
-    bool bStrangerOwns = true;
-    RunOnThreads( 1, [ & ]( int ) { bStrangerOwns = Mutex.IsLockedByMe(); } );
-    EXPECT_FALSE( bStrangerOwns );
-    Mutex.Unlock();
-    EXPECT_TRUE( Mutex.IsLockedByMe() ) << "one level is still held";
-    Mutex.Unlock();
-    EXPECT_FALSE( Mutex.IsLockedByMe() );
-
-    CAssertRecorder Asserts;
-    bool bStrangerUnlocked = false;
-    RunOnThreads( 1,
-                  [ & ]( int )
-                  {
-                      Mutex.Lock();
-                      Mutex.Unlock();
-                      bStrangerUnlocked = !Mutex.IsLockedByMe();
-                  } );
-    EXPECT_TRUE( bStrangerUnlocked );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}
-
 TEST( CSpinLock, Excludes )
 {
     CSpinLock Lock;
     ExpectExclusive( Lock );
-}
-
-TEST( CScopedLock, LocksOnceAndReleasesOnExit )
-{
-    CAssertRecorder Asserts;
-    CMutex Mutex;
-    {
-        CScopedLock<CMutex> Scoped( &Mutex, false );
-        EXPECT_FALSE( Scoped.IsLocked() );
-        EXPECT_FALSE( Mutex.IsLockedByMe() );
-        Scoped.Lock();
-        Scoped.Lock();
-        EXPECT_TRUE( Mutex.IsLockedByMe() );
-        Scoped.Unlock();
-        Scoped.Unlock();
-        EXPECT_FALSE( Mutex.IsLockedByMe() );
-        Scoped.Lock();
-    }
-    EXPECT_FALSE( Mutex.IsLockedByMe() );
-    EXPECT_TRUE( Asserts.Texts().empty() ) << "the mutex saw neither a second lock nor a stray unlock";
 }
 
 TEST( CReadWriteSpinLock, AdmitsNoReaderBesideAWriter )

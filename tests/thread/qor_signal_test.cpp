@@ -9,35 +9,6 @@
 #include <atomic>
 #include <thread>
 
-TEST( CSignal, StaysSignalledUntilReset )
-{
-    CSignal Signal;
-    EXPECT_EQ( Signal.GetState(), ESignalState::Idle );
-    Signal.Signal();
-    EXPECT_TRUE( Signal.IsSignalled() );
-    Signal.Wait();
-    Signal.Wait();
-    EXPECT_TRUE( Signal.IsSignalled() ) << "a wait does not consume the signal";
-    Signal.Reset();
-    EXPECT_EQ( Signal.GetState(), ESignalState::Idle );
-    Signal.Reset();
-    EXPECT_EQ( Signal.GetState(), ESignalState::Idle );
-}
-
-TEST( CSignal, WakesASleeper )
-{
-    CSignal Signal;
-    std::thread Sleeper( [ & ] { Signal.Wait(); } );
-    while ( Signal.GetState() != ESignalState::Waiting )
-    {
-    }
-    Signal.Reset();
-    EXPECT_EQ( Signal.GetState(), ESignalState::Waiting ) << "reset leaves a sleeper asleep";
-    Signal.Signal();
-    Sleeper.join();
-    EXPECT_TRUE( Signal.IsSignalled() );
-}
-
 // Two threads hand a token back and forth: a lost wake-up would leave both asleep.
 TEST( CSignal, LosesNoWakeUpInPingPong )
 {

@@ -24,21 +24,6 @@ TEST( NThreads, HardwareThreadCountsFallBackAndClamp )
     EXPECT_GE( NThreads::GetClampedHardwareThreadCount(), 4 );
 }
 
-// The only test that sets the main thread: the mark is process-wide and stays.
-TEST( NThreads, NoThreadIsMainUntilOneIsSet )
-{
-    bool bOtherWasMain = true;
-    RunOnThreads( 1, [ & ]( int ) { bOtherWasMain = NThreads::IsMainThread(); } );
-    EXPECT_FALSE( bOtherWasMain );
-    EXPECT_FALSE( NThreads::IsMainThread() );
-
-    NThreads::SetMainThread();
-    EXPECT_TRUE( NThreads::IsMainThread() );
-    EXPECT_STREQ( NThreads::GetThreadName(), "Main Thread" );
-    RunOnThreads( 1, [ & ]( int ) { bOtherWasMain = NThreads::IsMainThread(); } );
-    EXPECT_FALSE( bOtherWasMain );
-}
-
 namespace
 {
 struct SNamedThreadResult
@@ -194,16 +179,4 @@ TEST( CThreadLoop, RunsUntilItsFunctionDeclinesOrItIsStopped )
     while ( nForever.load() == nStopped )
     {
     }
-}
-
-TEST( STaskThreadInfo, IsPlainPerThreadState )
-{
-    STaskThreadInfo& Info = NThreads::GetTaskThreadInfo();
-    EXPECT_EQ( Info._bIsTaskThread, 0 );
-    EXPECT_EQ( Info._TaskThreadIndex, -1 );
-    Info._TaskThreadIndex = 3;
-    int32 nOtherIndex = 0;
-    RunOnThreads( 1, [ & ]( int ) { nOtherIndex = NThreads::GetTaskThreadInfo()._TaskThreadIndex; } );
-    EXPECT_EQ( nOtherIndex, -1 );
-    Info._TaskThreadIndex = -1;
 }
