@@ -159,24 +159,6 @@ TEST( Matrix, VectorAndScalarProductsAgreeOnRandomMatrices )
     }
 }
 
-TEST( Matrix, ExpansionsAddTheImpliedRowAndColumn )
-{
-    CRandomMatrices Random( nSeed );
-    const CMatrix3x3 M3 = Random.Next3x3();
-    const CMatrix3x4 M34 = Random.Next3x4();
-    const CMatrix4x4 From3 = CSimdMatrix4x4( M3 ).ToMatrix4x4();
-    const CMatrix4x4 From34 = CSimdMatrix4x4( M34 ).ToMatrix4x4();
-    for ( int32 I = 0; I < 4; ++I )
-    {
-        for ( int32 J = 0; J < 4; ++J )
-        {
-            EXPECT_EQ( From3( I, J ), I < 3 && J < 3 ? M3( I, J ) : ( I == J ? 1.0f : 0.0f ) );
-            EXPECT_EQ( From34( I, J ), I < 3 ? M34( I, J ) : ( J == 3 ? 1.0f : 0.0f ) );
-        }
-    }
-    EXPECT_EQ( CMatrix3x4( From34 ), M34 );
-}
-
 TEST( Matrix, ColumnSetterAndScaleCheckTheColumn )
 {
     CMatrix3x4 Matrix = CMatrix3x4::Identity();

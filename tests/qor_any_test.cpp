@@ -61,23 +61,6 @@ void ExpectHolds( const AnyT& Any, int nValue )
 }
 } // namespace
 
-TEST( CQorAny, GetValueAnswersOnlyTheExactType )
-{
-    CQorAny<32> Any;
-    Any.Set( 25.789f );
-    ASSERT_NE( Any.GetValue<float>(), nullptr );
-    EXPECT_EQ( *Any.GetValue<float>(), 25.789f );
-    EXPECT_EQ( Any.GetValue<double>(), nullptr );
-    EXPECT_EQ( Any.GetValue<int32>(), nullptr );
-    Any = std::string( "forty characters of text, never in place" );
-    EXPECT_EQ( Any.GetValue<float>(), nullptr );
-    ASSERT_NE( std::as_const( Any ).GetValue<std::string>(), nullptr );
-    EXPECT_EQ( *Any.GetValue<std::string>(), "forty characters of text, never in place" );
-    Any.Reset();
-    EXPECT_TRUE( Any.IsEmpty() );
-    EXPECT_EQ( Any.GetValue<std::string>(), nullptr );
-}
-
 // The same lifetime story in place (CTrackedElement in 40 bytes) and allocated (SLargeTracked in 8 bytes).
 template <typename AnyT>
 class CQorAnyLifetime : public testing::Test
@@ -264,21 +247,6 @@ TEST( CFloatConvertVisitor, ReadsFloatsAndFixedPointsAndNothingElse )
     }
 }
 
-TEST( CQorAny, FixedPointComparesItsRawValueAndDoesNotHash )
-{
-    CAssertRecorder Asserts;
-    CQorAny<32> Any;
-    Any.Set( CFixedPoint::FromRaw( -1 ) );
-    EXPECT_TRUE( Any.IsEqualToValue( CFixedPoint::FromRaw( -1 ) ) );
-    EXPECT_FALSE( Any.IsEqualToValue( CFixedPoint::FromRaw( 1 ) ) );
-    EXPECT_EQ( Any.GetHash(), 0u );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Attempting to hash object that does not support hashing" } );
-    // A float over a fixed point resets first: the storage behind the float's four bytes is zero again.
-    Any.Set( 1.0f );
-    const std::array<unsigned char, 32> Bytes = StorageBytes( Any );
-    EXPECT_EQ( std::count( Bytes.begin() + 4, Bytes.end(), 0 ), 28 );
-}
-
 TEST( CQorAny, NonCopyableAnyMovesValuesThatCannotBeCopied )
 {
     CQorAny<8, false> Any;
@@ -328,32 +296,6 @@ auto MakeTypeIndices( std::index_sequence<Is...> )
     return std::array<std::type_index, sizeof...( Is )>{ std::type_index( typeid( SDummy<Is> ) )... };
 }
 } // namespace
-
-TEST( CQorMultiAny, HoldsOneValuePerTypeAndReplacesInPlace )
-{
-    CCountingAllocator Allocator;
-    CAssertRecorder Asserts;
-    {
-        CTestMultiAny Multi( &Allocator );
-        int32& nFirst = Multi.Set( int32( 1 ) );
-        int32& nSecond = Multi.Set( int32( 2 ) );
-        EXPECT_EQ( &nFirst, &nSecond );
-        EXPECT_EQ( nFirst, 2 );
-        EXPECT_EQ( Multi.GetSize(), 1 );
-        // Same size, different types: two entries.
-        Multi.Set( uint32( 3 ) );
-        Multi.Set( 4.0f );
-        EXPECT_EQ( Multi.GetSize(), 3 );
-        EXPECT_EQ( *Multi.Get<int32>(), 2 );
-        EXPECT_EQ( *Multi.Get<uint32>(), 3u );
-        EXPECT_EQ( *Multi.Get<float>(), 4.0f );
-        EXPECT_EQ( Multi.Get<double>(), nullptr );
-        EXPECT_TRUE( Multi.Validate() );
-        EXPECT_EQ( Multi.GetAllocator(), &Allocator );
-    }
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}
 
 TEST( CQorMultiAny, DestroysItsValuesAndGivesItsBucketsBack )
 {

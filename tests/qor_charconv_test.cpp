@@ -299,18 +299,3 @@ TEST( CharConvFixedPoint, KeptQuirksOfTheFraction )
     EXPECT_EQ( ParseFixed( "1.5 " ), ( SFixedParse{ 100005, 0, 4 } ) );
     EXPECT_EQ( ParseFixed( "7 .5" ), ( SFixedParse{ 700000, 0, 1 } ) );
 }
-
-TEST( CharConv, FromStringWantsTheWholeView )
-{
-    EXPECT_FALSE( FromString<int32>( CQorStringView( "12 " ) ).IsSet() );
-    EXPECT_EQ( FromString<int32>( CQorStringView( "12" ) ).GetValue(), 12 );
-    EXPECT_FALSE( FromString<int32>( CQorStringView() ).IsSet() );
-    EXPECT_FALSE( FromString<int8>( CQorStringView( "128" ) ).IsSet() );
-    EXPECT_EQ( FromString<uint64>( CQorStringView( "18446744073709551615" ) ).GetValue(),
-               std::numeric_limits<uint64>::max() );
-    EXPECT_EQ( FromString<CFixedPoint>( CQorStringView( "-2.25" ) ).GetValue().GetRaw(), -225000 );
-    EXPECT_FALSE( FromString<CFixedPoint>( CQorStringView( "1." ) ).IsSet() );
-
-    const char Text[] = "345";
-    EXPECT_EQ( FromString<int32>( CQorStringView( Text, 2, ENullTerminated::No ) ).GetValue(), 34 );
-}

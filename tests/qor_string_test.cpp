@@ -23,20 +23,6 @@ std::string FixedText( CFixedPoint Value )
 }
 } // namespace
 
-TEST( CString, ConstructionAndView )
-{
-    EXPECT_EQ( Std( CString() ), "" );
-    EXPECT_EQ( Std( CString( "abc" ) ), "abc" );
-    EXPECT_EQ( Std( CString( "abcdef", 3 ) ), "abc" );
-    EXPECT_EQ( Std( CString( 'x' ) ), "x" );
-    const CString Text( "hello" );
-    const CQorStringView View = Text;
-    EXPECT_EQ( View.GetData(), Text.GetData() );
-    EXPECT_EQ( View.GetSize(), 5 );
-    EXPECT_TRUE( View.IsNullTerminated() );
-    EXPECT_STREQ( QorStrFmtCheck( Text ), "hello" );
-}
-
 TEST( CString, FixedPointTextAgreesWithTheConversion )
 {
     const uint64 nSeed = 5150;

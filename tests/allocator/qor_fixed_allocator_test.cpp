@@ -37,27 +37,6 @@ bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
 }
 } // namespace
 
-TEST( CQorFixedAllocator, PlacesAHeaderInFrontAndSplitsTheRest )
-{
-    CQorFixedAllocator Allocator( 256 );
-    void* pFirst = Allocator.Allocate( 10, 1 );
-    EXPECT_EQ( OffsetOf( Allocator, pFirst ), 16u );
-    EXPECT_TRUE( AllBytesAre( pFirst, 10, 0xCD ) );
-    EXPECT_EQ( FreeRanges( Allocator ), ( std::vector<SFreeRange>{ { 26, 230 } } ) );
-    EXPECT_EQ( Allocator.GetAllocatedBytes(), 26u );
-
-    void* pAligned = Allocator.Allocate( 8, 64 );
-    EXPECT_EQ( reinterpret_cast<uintptr_t>( pAligned ) % 64, 0u );
-    EXPECT_GE( OffsetOf( Allocator, pAligned ), 26u + 16u ) << "room for the header in front";
-    EXPECT_TRUE( Allocator.Validate() );
-    Allocator.Deallocate( pFirst );
-    Allocator.Deallocate( pAligned );
-    Allocator.Deallocate( nullptr );
-    EXPECT_EQ( FreeRanges( Allocator ), ( std::vector<SFreeRange>{ { 0, 256 } } ) );
-    EXPECT_EQ( Allocator.GetNumAllocations(), 0u );
-    EXPECT_FALSE( Allocator.IsFixedBuffer( Allocator.GetBuffer() ) );
-}
-
 TEST( CQorFixedAllocator, ReallocateGrowsWithTheContentsAndNeverShrinks )
 {
     CQorFixedAllocator Allocator( 1024 );

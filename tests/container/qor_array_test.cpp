@@ -208,55 +208,6 @@ TYPED_TEST( CQorArrayTyped, AgreesWithStdVectorOnRandomOperations )
     }
 }
 
-TEST( CQorArray, RelocatesNonTrivialElementsByMoveAndDestroysTheSources )
-{
-    CTrackedElement::ResetCounts();
-    {
-        CQorArray<CTrackedElement> Array;
-        Array.Reserve( 4 );
-        for ( int I = 0; I < 4; ++I )
-        {
-            Array.Add( CTrackedElement( I ) );
-        }
-        const SLifetimeCounts Before = CTrackedElement::s_Counts;
-        Array.Add( CTrackedElement( 4 ) );
-        const SLifetimeCounts& After = CTrackedElement::s_Counts;
-        EXPECT_EQ( After.nCopied, 0 );
-        EXPECT_EQ( After.nMoved - Before.nMoved, 5 ) << "the new element and four relocated ones";
-        EXPECT_EQ( After.nDestroyed - Before.nDestroyed, 5 ) << "the temporary and four sources";
-        EXPECT_EQ( After.Alive(), 5 );
-
-        Array.Resize( 2 );
-        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 2 );
-        EXPECT_EQ( Array.GetCapacity(), 8 ) << "the capacity never shrinks by Resize";
-    }
-    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
-}
-
-TEST( CQorArray, MoveWithinOneAllocatorHandsTheBufferOver )
-{
-    CCountingAllocator Allocator;
-    CQorArray<std::string> Source( &Allocator );
-    Source.Add( "one" );
-    Source.Add( "two" );
-    const std::string* pBuffer = Source.GetData();
-
-    CQorArray<std::string> Target( std::move( Source ) );
-    EXPECT_EQ( Target.GetData(), pBuffer );
-    EXPECT_EQ( Target.GetAllocator(), &Allocator );
-    EXPECT_EQ( ToVector( Target ), ( std::vector<std::string>{ "one", "two" } ) );
-    EXPECT_EQ( Source.GetData(), nullptr );
-    EXPECT_EQ( Source.GetCapacity(), 0 );
-    EXPECT_EQ( Source.GetSize(), 0 );
-
-    CQorArray<std::string> Other( &Allocator );
-    Other.Add( "three" );
-    Other = std::move( Target );
-    EXPECT_EQ( Other.GetData(), pBuffer );
-    EXPECT_EQ( Target.GetData(), nullptr );
-    EXPECT_EQ( Allocator.LiveBlocks(), 1 ) << "the target's old buffer was released";
-}
-
 TEST( CQorArray, MoveAcrossAllocatorsMovesElementsAndLeavesTheSourceBuffer )
 {
     CTrackedElement::ResetCounts();

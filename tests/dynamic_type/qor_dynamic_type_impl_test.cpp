@@ -41,24 +41,6 @@ bool IsInFastLookupBuffer( const CBenchmarkTypeClass* pType, const void* pSlot0 
 }
 } // namespace
 
-TEST( CTypeLibraryIndexManager, HandsOutTheSmallestFreeIndexWhateverTheOrderOfRelease )
-{
-    NQorDynamicType::CTypeLibraryIndexManager Manager;
-    for ( int32 I = 0; I < 8; ++I )
-    {
-        ASSERT_EQ( Manager.Acquire(), I );
-    }
-    Manager.Release( 4 );
-    Manager.Release( 6 );
-    Manager.Release( 1 );
-    Manager.Release( 3 );
-    EXPECT_EQ( Manager.Acquire(), 1 );
-    EXPECT_EQ( Manager.Acquire(), 3 );
-    EXPECT_EQ( Manager.Acquire(), 4 );
-    EXPECT_EQ( Manager.Acquire(), 6 );
-    EXPECT_EQ( Manager.Acquire(), 8 );
-}
-
 TEST( QorDynamicTypeLibrary, RecycledLibrariesGetOneThenFourInEitherOrderOfRelease )
 {
     for ( const bool bOneFirst : { true, false } )
