@@ -197,30 +197,6 @@ TEST( CFilterLogger, RoutesByCategoryAndDropsWhatHasNoRoute )
     EXPECT_EQ( Filter.GetLineCount( 1004 ), 0u );
 }
 
-TEST( CFilterLogger, CountersFollowTheRoutedLoggerAndClearResetsThem )
-{
-    CLogGuard Guard( { 1005, 1006 } );
-    CTempPath Path( "counted.log" );
-    CFileLogger FileLogger( Path.c_str(), CFileLogger::LOG_FLAG_FLUSH );
-    CRecordingLogger Recorder;
-    AddCategoryLogger( 1005, &FileLogger, false );
-    AddCategoryLogger( 1006, &Recorder, false );
-    CFilterLogger Filter;
-    Filter.Log( 1005, "a.cpp", 1, "a\nb\n" );
-    Filter.Log( 1005, "a.cpp", 1, "c\n" );
-    EXPECT_EQ( Filter.GetMessageCount( 1005 ), 2u );
-    EXPECT_EQ( Filter.GetLineCount( 1005 ), 3u );
-    EXPECT_EQ( Filter.GetCategoryLogFileName( 1005 ).GetStdString(), Path.Path() );
-    EXPECT_TRUE( Filter.GetCategoryLogFileName( 1006 ).IsEmpty() );
-    EXPECT_TRUE( Filter.GetCategoryLogFileName( 1007 ).IsEmpty() );
-
-    Filter.Clear();
-    EXPECT_EQ( Filter.GetMessageCount( 1005 ), 0u );
-    EXPECT_EQ( Filter.GetLineCount( 1005 ), 0u );
-    EXPECT_EQ( Recorder.Clears(), 1 );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
-}
-
 TEST( CFilterLogger, ObserversSeeEveryMessageInOrderBeforeRouting )
 {
     CLogGuard Guard( { 1008 } );

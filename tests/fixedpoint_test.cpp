@@ -40,23 +40,6 @@ const int64 Int64Max = std::numeric_limits<int64>::max();
 const int64 Int64Min = std::numeric_limits<int64>::min();
 } // namespace
 
-TEST( CFixedPoint, ConstructionAndFloatRounding )
-{
-    EXPECT_EQ( CFixedPoint( 3 ).GetRaw(), 300000 );
-    EXPECT_EQ( CFixedPoint( int64( -92233720368547 ) ).GetRaw(), -9223372036854700000 );
-    EXPECT_EQ( CFixedPoint( 1.5f ).GetRaw(), 150000 );
-    EXPECT_EQ( CFixedPoint( -1.5f ).GetRaw(), -150000 );
-    EXPECT_EQ( CFixedPoint( 0.25 ).GetRaw(), 25000 );
-    // 2^-17 is 0.76 of a raw unit: rounds to 1; its negative is floored to -1, not truncated to 0.
-    EXPECT_EQ( CFixedPoint( std::ldexp( 1.0f, -17 ) ).GetRaw(), 1 );
-    EXPECT_EQ( CFixedPoint( -std::ldexp( 1.0f, -17 ) ).GetRaw(), -1 );
-    // 2^-18 is 0.38 of a raw unit.
-    EXPECT_EQ( CFixedPoint( std::ldexp( 1.0, -18 ) ).GetRaw(), 0 );
-    EXPECT_EQ( CFixedPoint( -std::ldexp( 1.0, -18 ) ).GetRaw(), 0 );
-    EXPECT_EQ( Raw( 150000 ).ToFloat(), 1.5f );
-    EXPECT_EQ( Raw( -1 ).ToFloat(), -1.0f / 100000.0f );
-}
-
 TEST( CFixedPoint, MultiplicationIsExactWithinItsRange )
 {
     const uint64 nSeed = 4711;

@@ -159,29 +159,6 @@ TEST( CString, SubstrMendsItsArguments )
     EXPECT_EQ( Std( Zero.Substr( 0, 5 ) ), "ab" );
 }
 
-TEST( CString, Replacing )
-{
-    CString Text( "a.b.c" );
-    Text.Replace( '.', '/' );
-    EXPECT_EQ( Std( Text ), "a/b/c" );
-
-    EXPECT_TRUE( Text.ReplaceFirst( CQorStringView( "/" ), CQorStringView( "::" ), 2 ) );
-    EXPECT_EQ( Std( Text ), "a/b::c" );
-    EXPECT_FALSE( Text.ReplaceFirst( CQorStringView( "/" ), CQorStringView( "-" ), 2 ) );
-
-    CString Doubling( "aa" );
-    Doubling.ReplaceAll( "a", "aa" );
-    EXPECT_EQ( Std( Doubling ), "aaaa" );
-    CString Shrinking( "xaaax" );
-    Shrinking.ReplaceAll( "aa", "a" );
-    EXPECT_EQ( Std( Shrinking ), "xaax" );
-    CString Removing( "a-b-c" );
-    Removing.ReplaceAll( "-", "" );
-    EXPECT_EQ( Std( Removing ), "abc" );
-    Removing.ReplaceAll( "", "x" );
-    EXPECT_EQ( Std( Removing ), "abc" );
-}
-
 TEST( CString, RemoveDiacriticsFoldsLatin1 )
 {
     std::string AllHigh;

@@ -256,34 +256,6 @@ TEST( CQorArray, MoveAcrossAllocatorsMovesElementsAndLeavesTheSourceBuffer )
     EXPECT_EQ( TargetAllocator.LiveBlocks(), 0 );
 }
 
-TEST( CQorArray, CopyKeepsTheTargetAllocatorAndReservesExactly )
-{
-    CCountingAllocator SourceAllocator;
-    CCountingAllocator TargetAllocator;
-    CQorArray<std::string> Source( &SourceAllocator );
-    for ( int I = 0; I < 9; ++I )
-    {
-        Source.Add( std::to_string( I ) );
-    }
-    CQorArray<std::string> Target( &TargetAllocator );
-    Target.Add( "x" );
-    Target = Source;
-    EXPECT_EQ( Target.GetAllocator(), &TargetAllocator );
-    EXPECT_EQ( Target.GetCapacity(), 9 );
-    EXPECT_EQ( ToVector( Target ), ToVector( Source ) );
-
-    CQorArray<std::string> Shorter( &TargetAllocator );
-    Shorter.Add( "a" );
-    Shorter.Add( "b" );
-    Target = Shorter;
-    EXPECT_EQ( ToVector( Target ), ToVector( Shorter ) );
-    EXPECT_EQ( Target.GetCapacity(), 9 );
-
-    const CQorArray<std::string> Constructed( Source );
-    EXPECT_EQ( Constructed.GetAllocator(), &SourceAllocator );
-    EXPECT_EQ( ToVector( Constructed ), ToVector( Source ) );
-}
-
 TEST( CQorArray, SwapExchangesBuffersOrElements )
 {
     CQorArray<int32> Left;

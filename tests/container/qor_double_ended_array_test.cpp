@@ -187,47 +187,6 @@ TEST( CQorDoubleEndedArray, PushFrontGrowsAsTheMirrorOfPushBack )
     EXPECT_EQ( ToVector( Array ), ( std::vector<uint32>{ 100, 0, 1, 2, 3, 4, 5, 6 } ) );
 }
 
-TEST( CQorDoubleEndedArray, ContiguousQueueSlidesWhileTwiceTheSizeFits )
-{
-    CCountingAllocator Allocator;
-    CQorContiguousQueue<uint32> Queue( &Allocator );
-    Queue.Reserve( 4 );
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 0, 4 } ) );
-    for ( uint32 I = 0; I < 4; ++I )
-    {
-        Queue.PushBack( I );
-    }
-    Queue.PopFront();
-    Queue.PopFront();
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 2, 0 } ) );
-    Queue.PushBack( 4 );
-    EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 4, 0, 1 } ) );
-    EXPECT_EQ( ToVector( Queue ), ( std::vector<uint32>{ 2, 3, 4 } ) );
-    EXPECT_EQ( Allocator.AllocateCalls(), 1 );
-}
-
-TEST( CQorDoubleEndedArray, ReverseQueueSlidesEveryElementOnePlacePerPush )
-{
-    CTrackedElement::ResetCounts();
-    {
-        CQorReverseContiguousQueue<CTrackedElement> Queue;
-        Queue.Reserve( 8 );
-        EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 8, 8, 0 } ) );
-        // The capacity holds while it is at least twice the size.
-        for ( int I = 0; I < 5; ++I )
-        {
-            const int nMovesBefore = CTrackedElement::s_Counts.nMoved;
-            Queue.PushBack( CTrackedElement( I ) );
-            EXPECT_EQ( CTrackedElement::s_Counts.nMoved - nMovesBefore, I + 1 ) << "the slide, then the new element";
-            EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 8, 7 - I, 0 } ) );
-        }
-        Queue.PushBack( CTrackedElement( 5 ) );
-        EXPECT_EQ( Queue.GetCurrentLayout(), ( SLayout{ 10, 4, 0 } ) );
-        EXPECT_EQ( Queue.begin()->Value(), 0 );
-    }
-    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
-}
-
 // The slide rates of a queue of standing size S in a buffer of 10 * S: the contiguous queue moves its S
 // elements once per 9 * S passes, the double-ended array once per 4.5 * S, the reverse queue in every pass.
 TEST( CQorDoubleEndedArray, SteadyQueueSlideRatesOfThePolicies )
