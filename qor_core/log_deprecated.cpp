@@ -192,10 +192,6 @@ void SetLogger( CQorScopedPtr<CLogger> pLogger )
 void LogPrintf( const SLogLocation& Location, const char* pFormat, ... )
 {
     CLogger* pLogger = GetLogger();
-    if ( !pLogger )
-    {
-        return;
-    }
     va_list Args;
     va_start( Args, pFormat );
     CMutex& Mutex = GetLogPrintfMutex();
