@@ -212,10 +212,51 @@ TEST( CQorStaticArray, StartsInlineAndNeverLeaves )
     EXPECT_TRUE( Asserts.Texts().empty() );
 }
 
-TEST( CQorStaticArrayDeathTest, ConstructionFromTooManyValuesReportsAndCannotGoOn )
+// A plain array made from an inline one draws on the allocator behind it, never on the one embedded in the
+// source: that allocator and its storage die with the source.
+template <typename SourceT>
+void ExpectPlainCopiesOwnTheirBuffers( CQorAllocator* pExpected, SourceT& Source )
 {
-    GTEST_FLAG_SET( death_test_style, "threadsafe" );
-    const std::vector<int32> Values = Elements<int32>( 0, nInline + 1 );
-    using CStatic = CQorStaticArray<int32, nInline>;
-    EXPECT_DEATH( { CStatic Array( Values.data(), nInline + 1 ); }, "Tried to reallocate a static buffer" );
+    CQorArray<std::string> Copy( Source );
+    CQorArray<std::string> Moved( std::move( Source ) );
+    for ( const CQorArray<std::string>* pArray : { &Copy, &Moved } )
+    {
+        EXPECT_EQ( pArray->GetAllocator(), pExpected );
+        EXPECT_EQ( ToVector( *pArray ), Elements<std::string>( 0, 5 ) );
+    }
+}
+
+CQorArray<std::string> ReturnedFromAnInlineArray()
+{
+    CQorHybridArray<std::string, nInline> Hybrid;
+    Fill( Hybrid, 0, 5 );
+    return Hybrid;
+}
+
+TEST( CQorHybridArray, PlainArraysMadeFromInlineArraysKeepNoEmbeddedBuffer )
+{
+    CAssertRecorder Asserts;
+    CCountingAllocator Fallback;
+    CQorHybridArray<std::string, nInline> Hybrid( &Fallback );
+    Fill( Hybrid, 0, 5 );
+    ExpectPlainCopiesOwnTheirBuffers( &Fallback, Hybrid );
+    CQorStaticArray<std::string, nInline> Static;
+    Fill( Static, 0, 5 );
+    ExpectPlainCopiesOwnTheirBuffers( GetGlobalAllocator(), Static );
+
+    CQorArray<std::string> Returned = ReturnedFromAnInlineArray();
+    EXPECT_EQ( Returned.GetAllocator(), GetGlobalAllocator() );
+    Fill( Returned, 5, 20 );
+    EXPECT_EQ( ToVector( Returned ), Elements<std::string>( 0, 25 ) );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+}
+
+TEST( CQorStaticArray, ConstructionFromTooManyValuesReportsAndKeepsTheFirstN )
+{
+    CAssertRecorder Asserts;
+    const std::vector<std::string> Values = Elements<std::string>( 0, nInline + 3 );
+    CQorStaticArray<std::string, nInline> Array( Values.data(), nInline + 3 );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Pre-allocated size is not large enough to hold assigned data" } );
+    EXPECT_EQ( ToVector( Array ), Elements<std::string>( 0, nInline ) );
+    EXPECT_TRUE( IsInline( Array ) );
 }
