@@ -177,3 +177,15 @@ TEST( CQorAllocatedRefCountable, ConcurrentCopiesAndDropsDestroyExactlyOnce )
     EXPECT_EQ( Allocator.LiveBlocks(), 0 );
     EXPECT_EQ( Allocator.ForeignDeallocations(), 0 );
 }
+
+TEST( CQorAllocatedRefCountable, GoesBackToItsAllocatorThroughAPointerToTheBase )
+{
+    CCountingAllocator Allocator;
+    std::atomic<int> nDestroyed = 0;
+    {
+        CQorPtr<CQorRefCountable> Holder( MakeObject( &Allocator, nDestroyed ) );
+    }
+    EXPECT_EQ( nDestroyed, 1 );
+    EXPECT_EQ( Allocator.DeallocateCalls(), 1 );
+    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
+}
