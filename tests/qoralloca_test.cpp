@@ -74,3 +74,13 @@ TEST( CQorAlloca, ReportsOverwrittenGuards )
     }
     EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ GuardText, GuardText } ) );
 }
+
+TEST( CQorAlloca, TheTrailingGuardFollowsTheLastElementAtOnce )
+{
+    CAssertRecorder Asserts;
+    {
+        auto Text = QOR_ALLOCA( char, 5 );
+        Text.GetData()[ 5 ] = 'x'; // the first byte behind the data
+    }
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ GuardText } );
+}
