@@ -227,7 +227,8 @@ TEST( CQorDoubleEndedArray, FrontAndPopFrontOnEmptyReportTheirOwnTexts )
 
     Asserts.Clear();
     Array.PopFront();
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Cannot pop front element of an empty container." } );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Cannot pop front element of an empty container.",
+                                                            "Cannot access front element of an empty container." } ) );
     EXPECT_EQ( Array.GetSize(), -1 );
     EXPECT_FALSE( Array.Validate() );
     Array.Clear();
