@@ -47,170 +47,6 @@ bool IsInline( const ArrayT& Array )
     const auto* pObject = reinterpret_cast<const unsigned char*>( &Array );
     return pData >= pObject && pData < pObject + sizeof( ArrayT );
 }
-} // namespace
-
-TEST( CQorHybridArray, AppendsStayInlineUntilNAndNeverReturnThere )
-{
-    CCountingAllocator Fallback;
-    {
-        CQorHybridArray<int32, 256> Array( &Fallback );
-        EXPECT_EQ( Array.GetCapacity(), 256 );
-        EXPECT_TRUE( IsInline( Array ) );
-        const int nDeallocateCallsAtBirth = Fallback.DeallocateCalls();
-
-        Fill( Array, 0, 256 );
-        EXPECT_EQ( Fallback.AllocateCalls(), 0 );
-        EXPECT_EQ( Fallback.DeallocateCalls(), nDeallocateCallsAtBirth );
-
-        Array.Add( 256 );
-        EXPECT_EQ( Fallback.AllocateCalls(), 1 );
-        // Leaving the inline storage releases nothing on the fall-back.
-        EXPECT_EQ( Fallback.DeallocateCalls(), nDeallocateCallsAtBirth );
-        EXPECT_EQ( Array.GetCapacity(), 512 );
-        EXPECT_TRUE( Fallback.Owns( Array.GetData() ) );
-        EXPECT_EQ( ToVector( Array ), Elements<int32>( 0, 257 ) );
-
-        const int32* pHeap = Array.GetData();
-        Array.Clear();
-        EXPECT_EQ( Array.GetData(), pHeap );
-        Array.ShrinkToFit();
-        EXPECT_EQ( Array.GetCapacity(), 0 );
-        EXPECT_EQ( Array.GetData(), nullptr );
-        EXPECT_EQ( Fallback.LiveBlocks(), 0 );
-
-        Array.Add( 7 );
-        EXPECT_EQ( Fallback.AllocateCalls(), 2 );
-        EXPECT_EQ( Array.GetCapacity(), 1 );
-        EXPECT_FALSE( IsInline( Array ) );
-    }
-    EXPECT_EQ( Fallback.LiveBlocks(), 0 );
-    EXPECT_EQ( Fallback.ForeignDeallocations(), 0 );
-}
-
-TEST( CQorHybridArray, ResetToInlineBufferGivesTheHeapBlockBack )
-{
-    CTrackedElement::ResetCounts();
-    CCountingAllocator Fallback;
-    {
-        CQorHybridArray<CTrackedElement, nInline> Array( &Fallback );
-        Fill( Array, 0, 20 );
-        ASSERT_EQ( Fallback.LiveBlocks(), 1 );
-        const int nAllocateCalls = Fallback.AllocateCalls();
-        Array.ResetToInlineBuffer();
-        EXPECT_EQ( Fallback.LiveBlocks(), 0 );
-        EXPECT_EQ( Array.GetSize(), 0 );
-        EXPECT_EQ( Array.GetCapacity(), nInline );
-        EXPECT_TRUE( IsInline( Array ) );
-        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
-
-        // Shrink-to-fit keeps the inline storage while the array lives in it.
-        Fill( Array, 0, 3 );
-        Array.ShrinkToFit();
-        EXPECT_TRUE( IsInline( Array ) );
-        EXPECT_EQ( Array.GetCapacity(), nInline );
-        EXPECT_EQ( Fallback.AllocateCalls(), nAllocateCalls );
-    }
-    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
-}
-
-template <typename T>
-class CQorHybridArrayTyped : public testing::Test
-{
-protected:
-    void SetUp() override { CTrackedElement::ResetCounts(); }
-    void TearDown() override
-    {
-        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 ) << "tracked elements leaked";
-        for ( const CCountingAllocator* pFallback : { &_FallbackA, &_FallbackB } )
-        {
-            EXPECT_EQ( pFallback->LiveBlocks(), 0 );
-            EXPECT_EQ( pFallback->ForeignDeallocations(), 0 ) << "inline storage given to the fall-back";
-        }
-    }
-
-    using CArray = CQorHybridArray<T, nInline>;
-    CCountingAllocator _FallbackA;
-    CCountingAllocator _FallbackB;
-};
-using ElementTypes = testing::Types<int32, CTrackedElement, std::string>;
-TYPED_TEST_SUITE( CQorHybridArrayTyped, ElementTypes );
-
-TYPED_TEST( CQorHybridArrayTyped, MoveOfAnInlineArrayExchangesElements )
-{
-    typename TestFixture::CArray Source( &this->_FallbackA );
-    Fill( Source, 0, 5 );
-    typename TestFixture::CArray Target( &this->_FallbackB );
-    Fill( Target, 100, 30 );
-    const TypeParam* pSourceStorage = Source.GetData();
-
-    Target = std::move( Source );
-    EXPECT_EQ( ToVector( Target ), Elements<TypeParam>( 0, 5 ) );
-    EXPECT_TRUE( IsInline( Target ) );
-    EXPECT_EQ( this->_FallbackB.LiveBlocks(), 0 ) << "the target's heap block was not given back";
-    EXPECT_EQ( Source.GetSize(), 0 );
-    EXPECT_EQ( Source.GetData(), pSourceStorage );
-    EXPECT_EQ( Source.GetCapacity(), nInline );
-
-    typename TestFixture::CArray Constructed( std::move( Target ) );
-    EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 5 ) );
-    EXPECT_TRUE( IsInline( Constructed ) );
-    EXPECT_TRUE( Target.IsEmpty() );
-}
-
-TYPED_TEST( CQorHybridArrayTyped, MoveOfAHeapArrayTakesTheBlockOnlyFromTheSameFallback )
-{
-    typename TestFixture::CArray Source( &this->_FallbackA );
-    Fill( Source, 0, 20 );
-    const TypeParam* pBlock = Source.GetData();
-    const int nMoved = CTrackedElement::s_Counts.nMoved;
-
-    typename TestFixture::CArray SameFallback( &this->_FallbackA );
-    SameFallback = std::move( Source );
-    EXPECT_EQ( CTrackedElement::s_Counts.nMoved, nMoved );
-    EXPECT_EQ( SameFallback.GetData(), pBlock );
-    EXPECT_EQ( ToVector( SameFallback ), Elements<TypeParam>( 0, 20 ) );
-    EXPECT_TRUE( Source.GetData() == nullptr && Source.GetSize() == 0 && Source.GetCapacity() == 0 );
-
-    // On another fall-back the elements cross one by one and the source keeps its block.
-    typename TestFixture::CArray OtherFallback( &this->_FallbackB );
-    OtherFallback = std::move( SameFallback );
-    EXPECT_EQ( ToVector( OtherFallback ), Elements<TypeParam>( 0, 20 ) );
-    EXPECT_TRUE( this->_FallbackB.Owns( OtherFallback.GetData() ) );
-    EXPECT_EQ( SameFallback.GetData(), pBlock );
-    EXPECT_EQ( SameFallback.GetSize(), 0 );
-
-    // A move construction draws on the source's fall-back, so the block changes hands.
-    const TypeParam* pOtherBlock = OtherFallback.GetData();
-    typename TestFixture::CArray Constructed( std::move( OtherFallback ) );
-    EXPECT_EQ( Constructed.GetData(), pOtherBlock );
-    EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 20 ) );
-}
-
-TEST( CQorStaticArray, StartsInlineAndNeverLeaves )
-{
-    CAssertRecorder Asserts;
-    CQorStaticArray<int32, nInline> Array{ 1, 2, 3 };
-    EXPECT_TRUE( IsInline( Array ) );
-    EXPECT_EQ( Array.GetCapacity(), nInline );
-    Fill( Array, 4, nInline - 3 );
-    Array.RemoveRange( 1, nInline );
-    Array.ShrinkToFit();
-    EXPECT_TRUE( IsInline( Array ) );
-    EXPECT_EQ( Array.GetCapacity(), nInline );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-
-    // A move between static arrays always exchanges elements.
-    CQorStaticArray<int32, nInline> Target{ 9, 9, 9, 9 };
-    Target = std::move( Array );
-    EXPECT_EQ( ToVector( Target ), std::vector<int32>{ 1 } );
-    EXPECT_TRUE( IsInline( Target ) && IsInline( Array ) );
-    EXPECT_TRUE( Array.IsEmpty() );
-
-    const CQorStaticArray<int32, nInline> Copy( Target );
-    EXPECT_EQ( ToVector( Copy ), std::vector<int32>{ 1 } );
-    EXPECT_TRUE( IsInline( Copy ) );
-    EXPECT_TRUE( Asserts.Texts().empty() );
-}
 
 // A plain array made from an inline one draws on the allocator behind it, never on the one embedded in the
 // source: that allocator and its storage die with the source.
@@ -232,6 +68,121 @@ CQorArray<std::string> ReturnedFromAnInlineArray()
     Fill( Hybrid, 0, 5 );
     return Hybrid;
 }
+} // namespace
+
+TEST( CQorHybridArray, AppendsStayInlineUntilNAndNeverReturnThere )
+{
+    CCountingAllocator Fallback;
+    {
+        CQorHybridArray<int32, 256> Array( &Fallback );
+        EXPECT_TRUE( IsInline( Array ) && Array.GetCapacity() == 256 );
+        const int nReleasesAtBirth = Fallback.DeallocateCalls();
+        Fill( Array, 0, 256 );
+        EXPECT_EQ( Fallback.AllocateCalls(), 0 );
+        Array.Add( 256 );
+        EXPECT_EQ( Fallback.AllocateCalls(), 1 );
+        EXPECT_EQ( Fallback.DeallocateCalls(), nReleasesAtBirth ) << "leaving the inline storage releases nothing";
+        EXPECT_EQ( Array.GetCapacity(), 512 );
+        EXPECT_EQ( ToVector( Array ), Elements<int32>( 0, 257 ) );
+
+        const int32* pHeap = Array.GetData();
+        Array.Clear();
+        EXPECT_EQ( Array.GetData(), pHeap );
+        Array.ShrinkToFit();
+        EXPECT_TRUE( Array.GetCapacity() == 0 && Array.GetData() == nullptr && Fallback.LiveBlocks() == 0 );
+        Array.Add( 7 );
+        EXPECT_EQ( Fallback.AllocateCalls(), 2 );
+        EXPECT_FALSE( IsInline( Array ) );
+    }
+    EXPECT_EQ( Fallback.LiveBlocks(), 0 );
+    EXPECT_EQ( Fallback.ForeignDeallocations(), 0 );
+}
+
+TEST( CQorHybridArray, ResetToInlineBufferGivesTheHeapBlockBack )
+{
+    CTrackedElement::ResetCounts();
+    CCountingAllocator Fallback;
+    {
+        CQorHybridArray<CTrackedElement, nInline> Array( &Fallback );
+        Fill( Array, 0, 20 );
+        Array.ResetToInlineBuffer();
+        const int nAllocations = Fallback.AllocateCalls();
+        EXPECT_EQ( Fallback.LiveBlocks(), 0 );
+        EXPECT_TRUE( Array.IsEmpty() && IsInline( Array ) && Array.GetCapacity() == nInline );
+        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
+
+        // Shrink-to-fit keeps the inline storage while the array lives in it.
+        Fill( Array, 0, 3 );
+        Array.ShrinkToFit();
+        EXPECT_TRUE( IsInline( Array ) && Array.GetCapacity() == nInline );
+        EXPECT_EQ( Fallback.AllocateCalls(), nAllocations );
+    }
+    EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
+}
+
+template <typename T>
+class CQorHybridArrayTyped : public testing::Test
+{
+protected:
+    void SetUp() override { CTrackedElement::ResetCounts(); }
+    void TearDown() override
+    {
+        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 ) << "tracked elements leaked";
+        EXPECT_EQ( _FallbackA.LiveBlocks() + _FallbackB.LiveBlocks(), 0 );
+        EXPECT_EQ( _FallbackA.ForeignDeallocations() + _FallbackB.ForeignDeallocations(), 0 )
+            << "inline storage given to a fall-back";
+    }
+
+    using CArray = CQorHybridArray<T, nInline>;
+    CCountingAllocator _FallbackA;
+    CCountingAllocator _FallbackB;
+};
+using ElementTypes = testing::Types<int32, CTrackedElement, std::string>;
+TYPED_TEST_SUITE( CQorHybridArrayTyped, ElementTypes );
+
+TYPED_TEST( CQorHybridArrayTyped, MoveOfAnInlineArrayExchangesElements )
+{
+    typename TestFixture::CArray Source( &this->_FallbackA );
+    Fill( Source, 0, 5 );
+    typename TestFixture::CArray Target( &this->_FallbackB );
+    Fill( Target, 100, 30 );
+    const TypeParam* pSourceStorage = Source.GetData();
+
+    Target = std::move( Source );
+    EXPECT_EQ( ToVector( Target ), Elements<TypeParam>( 0, 5 ) );
+    EXPECT_TRUE( IsInline( Target ) );
+    EXPECT_EQ( this->_FallbackB.LiveBlocks(), 0 ) << "the target's heap block was not given back";
+    EXPECT_TRUE( Source.IsEmpty() && Source.GetData() == pSourceStorage && Source.GetCapacity() == nInline );
+
+    typename TestFixture::CArray Constructed( std::move( Target ) );
+    EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 5 ) );
+    EXPECT_TRUE( IsInline( Constructed ) && Target.IsEmpty() );
+}
+
+TYPED_TEST( CQorHybridArrayTyped, MoveOfAHeapArrayTakesTheBlockOnlyFromTheSameFallback )
+{
+    typename TestFixture::CArray Source( &this->_FallbackA );
+    Fill( Source, 0, 20 );
+    const TypeParam* pBlock = Source.GetData();
+
+    typename TestFixture::CArray SameFallback( &this->_FallbackA );
+    SameFallback = std::move( Source );
+    EXPECT_EQ( SameFallback.GetData(), pBlock );
+    EXPECT_TRUE( Source.GetData() == nullptr && Source.GetSize() == 0 && Source.GetCapacity() == 0 );
+
+    // On another fall-back the elements cross one by one and the source keeps its block.
+    typename TestFixture::CArray OtherFallback( &this->_FallbackB );
+    OtherFallback = std::move( SameFallback );
+    EXPECT_EQ( ToVector( OtherFallback ), Elements<TypeParam>( 0, 20 ) );
+    EXPECT_TRUE( this->_FallbackB.Owns( OtherFallback.GetData() ) );
+    EXPECT_TRUE( SameFallback.GetData() == pBlock && SameFallback.IsEmpty() );
+
+    // A move construction draws on the source's fall-back, so the block changes hands.
+    const TypeParam* pOtherBlock = OtherFallback.GetData();
+    typename TestFixture::CArray Constructed( std::move( OtherFallback ) );
+    EXPECT_EQ( Constructed.GetData(), pOtherBlock );
+    EXPECT_EQ( ToVector( Constructed ), Elements<TypeParam>( 0, 20 ) );
+}
 
 TEST( CQorHybridArray, PlainArraysMadeFromInlineArraysKeepNoEmbeddedBuffer )
 {
@@ -248,6 +199,25 @@ TEST( CQorHybridArray, PlainArraysMadeFromInlineArraysKeepNoEmbeddedBuffer )
     EXPECT_EQ( Returned.GetAllocator(), GetGlobalAllocator() );
     Fill( Returned, 5, 20 );
     EXPECT_EQ( ToVector( Returned ), Elements<std::string>( 0, 25 ) );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+}
+
+TEST( CQorStaticArray, StartsInlineAndNeverLeaves )
+{
+    CAssertRecorder Asserts;
+    CQorStaticArray<int32, nInline> Array{ 1, 2, 3 };
+    Fill( Array, 4, nInline - 3 );
+    Array.RemoveRange( 1, nInline );
+    Array.ShrinkToFit();
+    EXPECT_TRUE( IsInline( Array ) && Array.GetCapacity() == nInline );
+
+    // A move between static arrays always exchanges elements; a copy is inline too.
+    CQorStaticArray<int32, nInline> Target{ 9, 9, 9, 9 };
+    Target = std::move( Array );
+    EXPECT_EQ( ToVector( Target ), std::vector<int32>{ 1 } );
+    EXPECT_TRUE( IsInline( Target ) && IsInline( Array ) && Array.IsEmpty() );
+    const CQorStaticArray<int32, nInline> Copy( Target );
+    EXPECT_TRUE( IsInline( Copy ) && ToVector( Copy ) == std::vector<int32>{ 1 } );
     EXPECT_TRUE( Asserts.Texts().empty() );
 }
 
