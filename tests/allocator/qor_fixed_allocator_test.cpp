@@ -173,6 +173,7 @@ TEST( CQorFixedAllocator, KeepsSmallRemaindersAndMergesNeighbours )
     void* pLast = Allocator.Allocate( 16, 1 );
     EXPECT_TRUE( pLast && Allocator.GetAllocatedBytes() == 4 * 48u ) << "the remainder of 16 bytes is not split off";
     EXPECT_TRUE( FreeRanges( Allocator ).empty() );
+    EXPECT_TRUE( Allocator.Reallocate( Blocks[ 0 ], 32 ) == Blocks[ 0 ] && Allocator.Reallocate( Blocks[ 0 ], 8 ) == Blocks[ 0 ] );
     for ( const int I : { 2, 0, 1 } )
     {
         Allocator.Deallocate( Blocks[ I ] );
