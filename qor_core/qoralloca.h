@@ -2,7 +2,8 @@
 
 // CQorAlloca: an array of a size known only at run time, on the caller's stack. Guard words 0xa110ca7e sit in
 // the 4 bytes before and the 4 bytes right after the elements, whatever the element size; the destructor checks
-// both, so an overrun by even one byte is reported where the array dies. The stack memory must come from the caller's own frame, hence the macro:
+// both, so an overrun by even one byte is reported where the array dies. The stack memory must come from the
+// caller's own frame, hence the macro:
 //     auto Scratch = QOR_ALLOCA( int32, nCount ); // nCount is evaluated twice
 // Elements are default-constructed (trivial ones stay uninitialised) and destroyed with the array.
 

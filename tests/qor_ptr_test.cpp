@@ -82,7 +82,8 @@ TEST( CQorAllocatedRefCountable, GoesBackToItsAllocatorAtTheMostDerivedAddress )
     CCountingAllocator Allocator;
     std::atomic<int> nDestroyed = 0;
     CSecondBaseObject* pObject = MakeObject( &Allocator, nDestroyed );
-    ASSERT_NE( static_cast<void*>( static_cast<CQorAllocatedRefCountable*>( pObject ) ), static_cast<void*>( pObject ) );
+    ASSERT_NE( static_cast<void*>( static_cast<CQorAllocatedRefCountable*>( pObject ) ), static_cast<void*>( pObject ) )
+        << "the counted base does not start the object";
     EXPECT_EQ( pObject->GetAllocator(), &Allocator );
     {
         CQorPtr<CSecondBaseObject> Holder( pObject );

@@ -58,7 +58,14 @@ public:
             {
                 const bool bSplit = It->nSize - ( nBytes + nAdjust ) > 16;
                 Range = { It->nOffset, bSplit ? nBytes + nAdjust : It->nSize };
-                bSplit ? void( *It = { It->nOffset + Range.nSize, It->nSize - Range.nSize } ) : void( _Free.erase( It ) );
+                if ( bSplit )
+                {
+                    *It = { It->nOffset + Range.nSize, It->nSize - Range.nSize };
+                }
+                else
+                {
+                    _Free.erase( It );
+                }
                 return static_cast<int64>( Range.nOffset + nAdjust );
             }
         }
@@ -66,7 +73,8 @@ public:
     }
     void Release( const SFreeRange& Range )
     {
-        auto It = std::find_if( _Free.begin(), _Free.end(), [ & ]( const SFreeRange& Free ) { return Free.nOffset > Range.nOffset; } );
+        auto It = std::find_if( _Free.begin(), _Free.end(),
+                                [ & ]( const SFreeRange& Free ) { return Free.nOffset > Range.nOffset; } );
         It = _Free.insert( It, Range );
         if ( It + 1 != _Free.end() && It->nOffset + It->nSize == ( It + 1 )->nOffset )
         {
@@ -114,7 +122,8 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
             const uint64 nAlign = uint64( 1 ) << Random.Next( 0, 6 );
             const int64 nExpected = Model.Allocate( nBytes, nAlign, Range );
             uint8* pData = static_cast<uint8*>( Allocator.Allocate( nBytes, static_cast<uint32>( nAlign ) ) );
-            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected ) << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected )
+                << "seed " << nSeed << ", step " << nStep;
             if ( pData )
             {
                 ASSERT_TRUE( AllBytesAre( pData, nBytes, 0xCD ) );
@@ -141,7 +150,8 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
         {
             const int64 nExpected = Model.Allocate( nBytes, 1, Range );
             uint8* pGrown = static_cast<uint8*>( Allocator.Reallocate( Block.pData, nBytes ) );
-            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected ) << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected )
+                << "seed " << nSeed << ", step " << nStep;
             if ( pGrown )
             {
                 ASSERT_TRUE( AllBytesAre( pGrown, Block.nBytes, Block.nMark ) ) << "contents lost at step " << nStep;
@@ -173,7 +183,8 @@ TEST( CQorFixedAllocator, KeepsSmallRemaindersAndMergesNeighbours )
     void* pLast = Allocator.Allocate( 16, 1 );
     EXPECT_TRUE( pLast && Allocator.GetAllocatedBytes() == 4 * 48u ) << "the remainder of 16 bytes is not split off";
     EXPECT_TRUE( FreeRanges( Allocator ).empty() );
-    EXPECT_TRUE( Allocator.Reallocate( Blocks[ 0 ], 32 ) == Blocks[ 0 ] && Allocator.Reallocate( Blocks[ 0 ], 8 ) == Blocks[ 0 ] );
+    EXPECT_EQ( Allocator.Reallocate( Blocks[ 0 ], 32 ), Blocks[ 0 ] ) << "a block never shrinks nor moves in place";
+    EXPECT_EQ( Allocator.Reallocate( Blocks[ 0 ], 8 ), Blocks[ 0 ] );
     for ( const int I : { 2, 0, 1 } )
     {
         Allocator.Deallocate( Blocks[ I ] );
@@ -199,8 +210,8 @@ TEST( CQorFixedAllocator, ReportsMisuse )
         EXPECT_EQ( Small.Allocate( 64, 1 ), nullptr );
         pLeaked = static_cast<uint8*>( Small.Allocate( 4, 1 ) );
     }
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Requested buffer size is too small.", "NumBytes != 0 && Align != 0",
-                                                            "Out of (fixed) memory",
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Requested buffer size is too small.",
+                                                            "NumBytes != 0 && Align != 0", "Out of (fixed) memory",
                                                             "Not all allocations are cleaned up (1 left), in response "
                                                             "memory will be leaked. You can debug allocations by "
                                                             "peering into _Allocs" } ) );
@@ -228,11 +239,12 @@ TEST( CQorFixedAllocator, ServesSeveralThreadsWithoutOverlap )
                           if ( Blocks.size() < 16 && ( Blocks.empty() || Random.Next( 0, 1 ) == 0 ) )
                           {
                               const uint64 nBytes = static_cast<uint64>( Random.Next( 1, 200 ) );
-                              Blocks.push_back( { static_cast<uint8*>( Allocator.Allocate( nBytes, 1u << Random.Next( 0, 4 ) ) ), nBytes } );
+                              const uint32 nAlign = 1u << Random.Next( 0, 4 );
+                              Blocks.push_back( { static_cast<uint8*>( Allocator.Allocate( nBytes, nAlign ) ), nBytes } );
                               std::memset( Blocks.back().first, nMark, nBytes );
                               continue;
                           }
-                          const size_t nVictim = static_cast<size_t>( Random.Next( 0, static_cast<int32>( Blocks.size() ) - 1 ) );
+                          const size_t nVictim = size_t( Random.Next( 0, int32( Blocks.size() ) - 1 ) );
                           nFailures += !AllBytesAre( Blocks[ nVictim ].first, Blocks[ nVictim ].second, nMark );
                           Allocator.Deallocate( Blocks[ nVictim ].first );
                           Blocks.erase( Blocks.begin() + static_cast<std::ptrdiff_t>( nVictim ) );

@@ -221,13 +221,13 @@ TEST( CQorSynchronizedPoolAllocator, HandsEachSlotToOneThreadAtATimeAndLosesNone
                           {
                               if ( Held.size() < 6 && ( Held.empty() || Random.Next( 0, 1 ) == 0 ) )
                               {
-                                  Held.push_back( static_cast<STrivialSlot*>( Pool.Allocate( sizeof( STrivialSlot ), 1 ) ) );
+                                  Held.push_back( static_cast<STrivialSlot*>( Pool.Allocate( 16, 1 ) ) );
                                   Held.back()->nToken = Held.back()->nSpare = ++nToken;
                                   continue;
                               }
                               const size_t nVictim = static_cast<size_t>( Random.Next( 0, int32( Held.size() ) - 1 ) );
                               STrivialSlot* pSlot = Held[ nVictim ];
-                              nBrokenTokens += pSlot->nToken != pSlot->nSpare || pSlot->nToken >> 32 != uint64( nIndex );
+                              nBrokenTokens += pSlot->nToken != pSlot->nSpare || pSlot->nToken >> 32 != uint32( nIndex );
                               Held.erase( Held.begin() + static_cast<std::ptrdiff_t>( nVictim ) );
                               Pool.Deallocate( pSlot );
                           }

@@ -18,9 +18,8 @@ public:
     std::vector<Run> _Runs;
 };
 
-inline benchmark::BenchmarkReporter::Run RunBody( void ( *pBody )( benchmark::State& ),
-                                                   const std::vector<int64_t>& Args, benchmark::IterationCount nIterations,
-                                                   int nThreads = 1 )
+inline benchmark::BenchmarkReporter::Run RunBody( void ( *pBody )( benchmark::State& ), const std::vector<int64_t>& Args,
+                                                   benchmark::IterationCount nIterations, int nThreads = 1 )
 {
     benchmark::ClearRegisteredBenchmarks();
     benchmark::internal::Benchmark* pBenchmark = benchmark::RegisterBenchmark( "Body", pBody );

@@ -47,8 +47,8 @@ TEST( HashTableBenchmarks, CountersReportTheTablesBucketsAndMemory )
     } Runs[] = {
         { CQorRobinHoodTable_Insertion<SStandardHasher, SOneCluster<SmallCount, SmallRange, 0>>, 65536,
           MemoryOf<SStandardHasher>( 65536, 18 ) },
-        { CQorRobinHoodTable_LookupExisting<SIdentityHasher, STwoClusters<SmallCount, SmallRange / 2, 0, SmallRange / 2, LargeOffset>>,
-          65536, MemoryOf<SIdentityHasher>( 65536, 18 ) },
+        { CQorRobinHoodTable_LookupExisting<SIdentityHasher, STwoClusters<SmallCount, 100, 0, 100, LargeOffset>>, 65536,
+          MemoryOf<SIdentityHasher>( 65536, 18 ) },
         { CQorRobinHoodTable_Insertion<SFastMultHasher, SSequential<LargeCount, 0>>, 131072,
           MemoryOf<SFastMultHasher>( 131072, 19 ) },
     };

@@ -64,7 +64,7 @@ TEST( PoolAllocatorBenchmarks, EveryIterationAllocatesOrReleasesThroughTheRunsOw
     };
     for ( const SPoolRun& Run : Runs )
     {
-        SCOPED_TRACE( "arguments " + std::to_string( Run.Args.back() ) + ", threads " + std::to_string( Run.nThreads ) );
+        SCOPED_TRACE( "count " + std::to_string( Run.Args.back() ) + ", threads " + std::to_string( Run.nThreads ) );
         CObservedPool::ResetCounts();
         RunBody( Run.pBody, Run.Args, Run.nIterations, Run.nThreads );
         EXPECT_EQ( CObservedPool::s_nCreated, 1 );

@@ -167,10 +167,10 @@ TEST( CQorArray, MoveAcrossAllocatorsMovesElementsAndLeavesTheSourceBuffer )
         {
             Source.Add( CTrackedElement( I ) );
         }
-        for ( const auto& [ nTargetCapacity, nTargetSize ] : { std::pair{ 2, 0 }, std::pair{ 8, 3 }, std::pair{ 8, 7 } } )
+        for ( const auto& [ nCapacity, nTargetSize ] : { std::pair{ 2, 0 }, std::pair{ 8, 3 }, std::pair{ 8, 7 } } )
         {
             CQorArray<CTrackedElement> Target( &TargetAllocator );
-            Target.Reserve( nTargetCapacity );
+            Target.Reserve( nCapacity );
             Target.Resize( nTargetSize );
             CQorArray<CTrackedElement> Copy( Source );
             CTrackedElement::s_Counts.nCopied = 0;
@@ -236,13 +236,15 @@ TEST( CQorArray, MisuseReportsItsTextAndGoesOn )
     } Rows[] = {
         { "nIndex > -1 && nIndex < _nSize", []( CQorArray<int32>& A ) { A[ 4 ] = 7; }, { 0, 1, 2, 3 } },
         { "nIndex < (UnsignedSizeT)_nSize", []( CQorArray<int32>& A ) { A[ 4u ] = 7; }, { 0, 1, 2, 3 } },
-        { "_nSize > 0 && nIndex > -1 && nIndex < _nSize", []( CQorArray<int32>& A ) { A.RemoveSwap( 5 ); }, { 0, 1, 2 } },
+        { "_nSize > 0 && nIndex > -1 && nIndex < _nSize", []( CQorArray<int32>& A ) { A.RemoveSwap( 5 ); },
+          { 0, 1, 2 } },
         { "nWhere > -1 && nWhere <= _nSize && nInsertNum >= 0",
           []( CQorArray<int32>& A ) { A.Insert( 1, A.GetData(), -1 ); }, { 0, 1, 2, 3 } },
         { "nStartIndex >= 0 && nStartIndex <= nEndIndex && nEndIndex <= _nSize",
           []( CQorArray<int32>& A ) { A.RemoveRange( 3, 1 ); }, { 0, 1, 2, 3 } },
         { "nNewCapacity >= _nSize",
-          []( CQorArray<int32>& A ) { A.ReplaceBuffer( static_cast<int32*>( GetGlobalAllocator()->Allocate( 16, 4 ) ), 3 ); },
+          []( CQorArray<int32>& A )
+          { A.ReplaceBuffer( static_cast<int32*>( GetGlobalAllocator()->Allocate( 16, 4 ) ), 3 ); },
           { 0, 1, 2, 3 } },
     };
     for ( const auto& Row : Rows )

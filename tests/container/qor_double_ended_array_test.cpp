@@ -209,7 +209,8 @@ TEST( CQorDoubleEndedArray, ReservesPushesAndPopsLeaveTheStatedLayouts )
         SLayout ( *pRun )();
         SLayout Expected;
     } Rows[] = {
-        { "Reserve( 0 ) on a new container", [] { CQueue Q; Q.Reserve( 0 ); return Q.GetCurrentLayout(); }, { 0, 0, 0 } },
+        { "Reserve( 0 ) on a new container", [] { CQueue Q; Q.Reserve( 0 ); return Q.GetCurrentLayout(); },
+          { 0, 0, 0 } },
         { "queue: 4 pushes, 2 pops, 1 push slide to the start (2 * 2 is not above 4)",
           [] { CQueue Q; Q.Reserve( 4 ); Push( Q, 4 ); Pop( Q, 2 ); Push( Q, 1 ); return Q.GetCurrentLayout(); },
           { 4, 0, 1 } },
@@ -217,7 +218,16 @@ TEST( CQorDoubleEndedArray, ReservesPushesAndPopsLeaveTheStatedLayouts )
           [] { CQueue Q; Q.Reserve( 4 ); Push( Q, 4 ); Pop( Q, 1 ); Push( Q, 1 ); return Q.GetCurrentLayout(); },
           { 6, 0, 2 } },
         { "queue: Clear at the end of the buffer, then a push slides no element but returns to the start",
-          [] { CQueue Q; Q.Reserve( 4 ); Push( Q, 4 ); Pop( Q, 4 ); Q.Clear(); Push( Q, 1 ); return Q.GetCurrentLayout(); },
+          []
+          {
+              CQueue Q;
+              Q.Reserve( 4 );
+              Push( Q, 4 );
+              Pop( Q, 4 );
+              Q.Clear();
+              Push( Q, 1 );
+              return Q.GetCurrentLayout();
+          },
           { 4, 0, 3 } },
         { "reverse queue: Reserve( 8 ) puts the data at the end of the buffer",
           [] { CQorReverseContiguousQueue<uint32> Q; Q.Reserve( 8 ); return Q.GetCurrentLayout(); }, { 8, 8, 0 } },

@@ -226,7 +226,8 @@ TEST( CQorStaticArray, ConstructionFromTooManyValuesReportsAndKeepsTheFirstN )
     CAssertRecorder Asserts;
     const std::vector<std::string> Values = Elements<std::string>( 0, nInline + 3 );
     CQorStaticArray<std::string, nInline> Array( Values.data(), nInline + 3 );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Pre-allocated size is not large enough to hold assigned data" } );
+    EXPECT_EQ( Asserts.Texts(),
+               std::vector<std::string>{ "Pre-allocated size is not large enough to hold assigned data" } );
     EXPECT_EQ( ToVector( Array ), Elements<std::string>( 0, nInline ) );
     EXPECT_TRUE( IsInline( Array ) );
 }

@@ -67,7 +67,7 @@ void ExpectAgreementWithStdUnorderedSet( TableT& Table, uint32 nSeed, MakeItemT 
         }
         else if ( nOperation < 75 )
         {
-            ASSERT_EQ( Table.Remove( nHash, Item ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( Table.Remove( nHash, Item ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", " << nStep;
         }
         else if ( nOperation < 99 )
         {
@@ -78,7 +78,7 @@ void ExpectAgreementWithStdUnorderedSet( TableT& Table, uint32 nSeed, MakeItemT 
             Table.Clear();
             Model.clear();
         }
-        ASSERT_TRUE( Table.Validate() && Table.GetSize() == int32( Model.size() ) ) << "seed " << nSeed << ", step " << nStep;
+        ASSERT_TRUE( Table.Validate() && Table.GetSize() == int32( Model.size() ) ) << "seed " << nSeed << ", " << nStep;
     }
     std::unordered_set<uint32> Items;
     for ( const auto& Item : Table )
@@ -109,7 +109,8 @@ TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
         ASSERT_EQ( Allocator.AllocateCalls(), 1 );
         EXPECT_EQ( Allocator.Allocations()[ 0 ].nSize, 14 * sizeof( NQorRobinHoodTable::SEntry<uint32> ) );
         Table.GetStats( Stats );
-        EXPECT_TRUE( Stats.nSize == 1 && Stats.nBuckets == 8 && Stats.nMemory == int32( 14 * 8 + sizeof( CIdentityTable ) ) );
+        EXPECT_TRUE( Stats.nSize == 1 && Stats.nBuckets == 8 );
+        EXPECT_EQ( Stats.nMemory, int32( 14 * 8 + sizeof( CIdentityTable ) ) );
 
         for ( uint32 nKey = 10; nKey < 15; ++nKey )
         {
@@ -119,7 +120,8 @@ TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
         Table.Insert( 20, 20u );
         EXPECT_EQ( Table.GetBucketCount(), 16 ) << "7 / 7 is above it";
         EXPECT_EQ( Table.GetMaxDistance(), 6 );
-        EXPECT_EQ( std::vector<uint32>( Table.begin(), Table.end() ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) );
+        EXPECT_EQ( std::vector<uint32>( Table.begin(), Table.end() ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) )
+            << "bucket order";
     }
     EXPECT_EQ( Allocator.LiveBlocks(), 0 );
 }
@@ -134,7 +136,8 @@ TEST( CQorRobinHoodTable, ChainsRunIntoTheTailAndEraseShiftsThemBack )
         Table.Insert( 15, 15 + 16 * I );
         Table.Insert( 3, 3 + 16 * I );
     }
-    auto DistanceOf = [ & ]( uint32 nHash, uint32 nKey ) { return int( Table.Find( nHash, nKey ).GetEntry()->_nDistance ); };
+    auto DistanceOf = [ & ]( uint32 nHash, uint32 nKey )
+    { return int( Table.Find( nHash, nKey ).GetEntry()->_nDistance ); };
     EXPECT_EQ( DistanceOf( 15, 79 ), 5 ) << "four places past the last bucket";
     EXPECT_EQ( Table.GetBucketCount(), 16 );
 
@@ -214,7 +217,8 @@ TEST( CQorRobinHoodTable, WarnsWhenAPoorHashGrowsItFast )
 // A copy gets about twice its items as buckets: Log2Ceil( int( items * 1.9 + 1 ) ), and at least 8.
 TEST( CQorRobinHoodTable, CopyTakesBucketsForAlmostTwiceItsItems )
 {
-    const std::pair<uint32, int32> Rows[] = { { 1, 8 }, { 3, 8 }, { 67, 128 }, { 68, 256 }, { 100, 256 }, { 200, 512 } };
+    const std::pair<uint32, int32> Rows[] = { { 1, 8 },     { 3, 8 },     { 67, 128 },
+                                              { 68, 256 }, { 100, 256 }, { 200, 512 } };
     for ( const auto& [ nItems, nBuckets ] : Rows )
     {
         CMurmurTable Table;
@@ -253,12 +257,12 @@ TEST( CQorRobinHoodTable, ItemsWithStoredHashesLiveAndDieOnce )
         CBigItemTable Table;
         ExpectAgreementWithStdUnorderedSet( Table, 5, []( uint32 nDraw )
                                             {
-                                                SBigItem Item{ int( nDraw ), "payload of item " + std::to_string( nDraw ) };
+                                                SBigItem Item{ int( nDraw ), "payload " + std::to_string( nDraw ) };
                                                 return std::pair{ SBigItemHasher()( Item ), Item };
                                             } );
         for ( const SBigItem& Item : Table )
         {
-            EXPECT_EQ( Item.Payload, "payload of item " + std::to_string( Item.Key.Value() ) );
+            EXPECT_EQ( Item.Payload, "payload " + std::to_string( Item.Key.Value() ) );
         }
         const int nItems = Table.GetSize();
         EXPECT_EQ( CTrackedElement::s_Counts.Alive(), nItems );

@@ -94,7 +94,7 @@ TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
                 break;
             default:
                 const CTrackedElement* pValue = Map.FindValue( nKey );
-                ASSERT_EQ( pValue ? pValue->Value() : -1, Model.count( nKey ) ? Model[ nKey ] : -1 ) << "step " << nStep;
+                ASSERT_EQ( pValue ? pValue->Value() : -1, Model.count( nKey ) ? Model[ nKey ] : -1 ) << nStep;
             }
             ASSERT_TRUE( Map.GetTable().Validate() ) << "seed " << nSeed << ", step " << nStep;
         }
