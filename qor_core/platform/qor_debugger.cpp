@@ -58,7 +58,9 @@ void DebugBreak()
 
 void CrashDeliberately()
 {
-    volatile int* pNull = nullptr;
+    // The pointer itself is volatile: the compiler can't see that it is null, so it keeps the store of 47283
+    // instead of rewriting a known null store.
+    volatile int* volatile pNull = nullptr;
     *pNull = 47283;
     __builtin_trap();
 }
