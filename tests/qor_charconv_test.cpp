@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -176,36 +177,39 @@ TEST( CharConv, BoundaryTexts )
     EXPECT_EQ( Unsigned, 3u );
 }
 
+// Value, base and buffer size; the buffer's text afterwards ('x' where nothing was written), error and end.
 TEST( CharConv, ToCharsSignAndBufferRules )
 {
-    char Buffer[ 32 ];
-    std::to_chars_result Result = to_chars( Buffer, Buffer + sizeof( Buffer ), std::numeric_limits<int64>::min() );
-    EXPECT_EQ( std::string( Buffer, Result.ptr ), "-9223372036854775808" );
-
-    char One[ 1 ] = { 'x' };
-    Result = to_chars( One, One + 1, int32( -1 ) );
-    EXPECT_EQ( Result.ec, std::errc::value_too_large );
-    EXPECT_EQ( Result.ptr, One + 1 );
-    EXPECT_EQ( One[ 0 ], '-' );
-
-    Result = to_chars( One, One, int32( -1 ) );
-    EXPECT_EQ( Result.ec, std::errc::value_too_large );
-    EXPECT_EQ( Result.ptr, One );
-
-    char Three[ 3 ] = { 'x', 'x', 'x' };
-    Result = to_chars( Three, Three + 3, uint32( 1234 ) );
-    EXPECT_EQ( Result.ec, std::errc::value_too_large );
-    EXPECT_EQ( Result.ptr, Three + 3 );
-    EXPECT_EQ( std::string( Three, 3 ), "xxx" );
-    Result = to_chars( Three, Three + 3, uint32( 123 ) );
-    EXPECT_EQ( std::string( Three, Result.ptr ), "123" );
-
-    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), int32( 35 ), 36 );
-    EXPECT_EQ( std::string( Buffer, Result.ptr ), "z" );
-    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), uint32( 0 ), 3 );
-    EXPECT_EQ( std::string( Buffer, Result.ptr ), "0" );
-    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), int32( -255 ), 16 );
-    EXPECT_EQ( std::string( Buffer, Result.ptr ), "-ff" );
+    struct SCase
+    {
+        int64 nValue;
+        int32 nBase;
+        int32 nSize;
+        const char* pText;
+        std::errc eError;
+        int32 nEnd;
+    };
+    const SCase Cases[] = {
+        { std::numeric_limits<int64>::min(), 10, 24, "-9223372036854775808xxxx", std::errc {}, 20 },
+        // The sign is written before the room for the digits is known.
+        { -1, 10, 1, "-", std::errc::value_too_large, 1 },
+        { -1, 10, 0, "", std::errc::value_too_large, 0 },
+        { 1234, 10, 3, "xxx", std::errc::value_too_large, 3 },
+        { 123, 10, 3, "123", std::errc {}, 3 },
+        { 35, 36, 2, "zx", std::errc {}, 1 },
+        { 0, 3, 2, "0x", std::errc {}, 1 },
+        { -255, 16, 4, "-ffx", std::errc {}, 3 },
+        { 100, 7, 4, "202x", std::errc {}, 3 },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        char Buffer[ 24 ];
+        std::memset( Buffer, 'x', sizeof( Buffer ) );
+        const std::to_chars_result Result = to_chars( Buffer, Buffer + Case.nSize, Case.nValue, Case.nBase );
+        EXPECT_EQ( std::string( Buffer, size_t( Case.nSize ) ), Case.pText ) << Case.nValue << " in base " << Case.nBase;
+        EXPECT_EQ( Result.ec, Case.eError ) << Case.nValue;
+        EXPECT_EQ( Result.ptr, Buffer + Case.nEnd ) << Case.nValue;
+    }
 }
 
 namespace
