@@ -149,7 +149,7 @@ void LeaveUnreleased( [[maybe_unused]] const CObjects& Objects )
 #endif
 }
 
-void CQorPoolAllocator_BusyLoop( benchmark::State& state )
+inline void CQorPoolAllocator_BusyLoop( benchmark::State& state )
 {
     const int32 nCount = static_cast<int32>( state.range( 0 ) );
     CQorRandom Random( static_cast<uint32>( state.range( 0 ) ) );

@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 class CRunRecorder : public benchmark::BenchmarkReporter
@@ -18,19 +19,20 @@ public:
     std::vector<Run> _Runs;
 };
 
+// The body is registered under a name of its own (the program's registrations stand beside it) and run alone.
 inline benchmark::BenchmarkReporter::Run RunBody( void ( *pBody )( benchmark::State& ), const std::vector<int64_t>& Args,
                                                    benchmark::IterationCount nIterations, int nThreads = 1 )
 {
-    benchmark::ClearRegisteredBenchmarks();
-    benchmark::internal::Benchmark* pBenchmark = benchmark::RegisterBenchmark( "Body", pBody );
+    static int s_nBodies = 0;
+    const std::string Name = "TestedBody" + std::to_string( ++s_nBodies );
+    benchmark::internal::Benchmark* pBenchmark = benchmark::RegisterBenchmark( Name.c_str(), pBody );
     if ( !Args.empty() )
     {
         pBenchmark->Args( Args );
     }
     pBenchmark->Iterations( nIterations )->Threads( nThreads );
     CRunRecorder Recorder;
-    benchmark::RunSpecifiedBenchmarks( &Recorder, "." );
-    benchmark::ClearRegisteredBenchmarks();
+    benchmark::RunSpecifiedBenchmarks( &Recorder, "^" + Name + "(/|$)" );
     EXPECT_EQ( Recorder._Runs.size(), 1u );
     EXPECT_FALSE( Recorder._Runs.empty() || Recorder._Runs[ 0 ].error_occurred );
     return Recorder._Runs.empty() ? benchmark::BenchmarkReporter::Run() : Recorder._Runs[ 0 ];
