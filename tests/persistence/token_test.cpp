@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,15 @@ namespace
 {
 std::string TextOf( const CToken& Token )
 {
-    const CQorStringView Text = Token.GetText();
-    return std::string( Text.GetData() ? Text.GetData() : "", size_t( Text.GetSize() ) );
+    return std::string( Token.GetText().GetData() ? Token.GetText().GetData() : "", size_t( Token.GetText().GetSize() ) );
+}
+
+// The value of a conversion, or nothing when it fails.
+template <typename T>
+std::optional<T> Convert( const CToken& Token, bool ( CToken::*Conversion )( T& ) const )
+{
+    T Value {};
+    return ( Token.*Conversion )( Value ) ? std::optional<T>( Value ) : std::nullopt;
 }
 
 CToken BinaryToken( uint32 Type, uint64 Value )
@@ -38,7 +46,6 @@ TEST( CToken, ConstructorsGiveTypeTextAndQuoting )
         const char* pText;
         bool bQuoted;
     } Cases[] = {
-        { CToken(), 0, "", false },
         { CToken( 5, "(x" ), 5, "(x", false },
         { CToken( "a b" ), _string_, "a b", true },
         { CToken( int32( -2147483647 - 1 ) ), _num_, "-2147483648", false },
@@ -55,25 +62,20 @@ TEST( CToken, ConstructorsGiveTypeTextAndQuoting )
         EXPECT_EQ( Case.Token._Type, Case.Type ) << Case.pText;
         EXPECT_EQ( TextOf( Case.Token ), Case.pText );
         EXPECT_EQ( Case.Token._Quoted, Case.bQuoted ) << Case.pText;
-        // Numbers are cut back to their text and terminator.
-        if ( Case.Type != 0 )
-        {
-            EXPECT_EQ( Case.Token._Text.GetSize(), int32( std::strlen( Case.pText ) ) + 1 ) << Case.pText;
-        }
+        // Cut back to the text and its terminator.
+        EXPECT_EQ( Case.Token._Text.GetSize(), int32( std::strlen( Case.pText ) ) + 1 ) << Case.pText;
     }
-}
+    EXPECT_EQ( CToken()._Type, 0u );
+    EXPECT_FALSE( CToken().HasText() );
 
-// "%f" of a large float and the longest fixed-point text don't leave room for the terminator.
-TEST( CToken, NumberTooLongForItsBufferReportsAndIsCut )
-{
+    // "%f" of a large float, and the longest fixed-point text, leave no room for the terminator.
     CAssertRecorder Asserts;
-    const CToken Float( 1125899906842624.0f );
-    const CToken Fixed( CFixedPoint::FromRaw( std::numeric_limits<int64>::min() ) );
+    EXPECT_EQ( TextOf( CToken( 1125899906842624.0f ) ), "1125899906842624.000" );
+    EXPECT_EQ( TextOf( CToken( CFixedPoint::FromRaw( std::numeric_limits<int64>::min() ) ) ), "-92233720368547.7580" );
     EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string> { "Result.ptr < Last", "Result.ptr < Last" } ) );
-    EXPECT_EQ( TextOf( Float ), "1125899906842624.000" );
-    EXPECT_EQ( TextOf( Fixed ), "-92233720368547.7580" );
 }
 
+// Only the error code is looked at: "12x" reads as 12. A failure leaves the value as it was.
 TEST( CToken, IntegerConversionsOfText )
 {
     const struct
@@ -81,46 +83,31 @@ TEST( CToken, IntegerConversionsOfText )
         const char* pText;
         bool bOk;
         int32 Value;
-    } Cases[] = {
-        { "12", true, 12 },         { "12x", true, 12 },        { "x", false, 7 },
-        { "", false, 7 },           { "-2147483648", true, -2147483647 - 1 },
-        { "2147483648", false, 7 }, { "+1", false, 7 },         { " 1", false, 7 },
-    };
+    } Cases[] = { { "12", true, 12 }, { "12x", true, 12 }, { "x", false, 7 }, { "", false, 7 }, { "+1", false, 7 },
+                  { "-2147483648", true, -2147483647 - 1 }, { "2147483648", false, 7 } };
     for ( const auto& Case : Cases )
     {
         int32 Value = 7;
         EXPECT_EQ( CToken( _num_, Case.pText ).GetInt32( Value ), Case.bOk ) << Case.pText;
         EXPECT_EQ( Value, Case.Value ) << Case.pText;
     }
-    int16 Int16 = 0;
-    EXPECT_FALSE( CToken( _num_, "40000" ).GetInt16( Int16 ) );
-    uint16 UInt16 = 0;
-    EXPECT_TRUE( CToken( _num_, "65535" ).GetUInt16( UInt16 ) && UInt16 == 65535 );
-    uint64 UInt64 = 0;
-    EXPECT_TRUE( CToken( _num_, "18446744073709551615" ).GetUInt64( UInt64 ) && UInt64 == ~0ull );
-    uint32 UInt32 = 0;
-    EXPECT_FALSE( CToken( _num_, "-1" ).GetUInt32( UInt32 ) );
-    int64 Int64 = 0;
-    EXPECT_TRUE( CToken( _num_, "-9223372036854775808" ).GetInt64( Int64 ) && Int64 == std::numeric_limits<int64>::min() );
-    // A quoted number converts all the same.
-    int32 Quoted = 0;
-    EXPECT_TRUE( CToken( "12" ).GetInt32( Quoted ) && Quoted == 12 );
+    EXPECT_EQ( Convert( CToken( _num_, "40000" ), &CToken::GetInt16 ), std::nullopt );
+    EXPECT_EQ( Convert( CToken( _num_, "65535" ), &CToken::GetUInt16 ), 65535 );
+    EXPECT_EQ( Convert( CToken( _num_, "-1" ), &CToken::GetUInt32 ), std::nullopt );
+    EXPECT_EQ( Convert( CToken( _num_, "-9223372036854775808" ), &CToken::GetInt64 ), std::numeric_limits<int64>::min() );
+    EXPECT_EQ( Convert( CToken( _num_, "18446744073709551615" ), &CToken::GetUInt64 ), ~0ull );
+    EXPECT_EQ( Convert( CToken( "12" ), &CToken::GetInt32 ), 12 );
+    // The 8-bit forms fall back to a character in single quotes.
+    EXPECT_EQ( Convert( CToken( _num_, "-128" ), &CToken::GetInt8 ), -128 );
+    EXPECT_EQ( Convert( CToken( _string_, "'a'" ), &CToken::GetInt8 ), 'a' );
+    EXPECT_EQ( Convert( CToken( _string_, "'z'" ), &CToken::GetUInt8 ), 'z' );
+    EXPECT_EQ( Convert( CToken( _string_, "300" ), &CToken::GetInt8 ), std::nullopt );
+    EXPECT_EQ( Convert( CToken( _string_, "a" ), &CToken::GetUInt8 ), std::nullopt );
 }
 
-// The 8-bit forms fall back to a character in single quotes.
-TEST( CToken, EightBitConversionsReadQuotedCharacters )
+TEST( CToken, DecimalBooleanHexadecimalAndStringConversionsOfText )
 {
-    int8 Int8 = 0;
-    uint8 UInt8 = 0;
-    EXPECT_TRUE( CToken( _num_, "-128" ).GetInt8( Int8 ) && Int8 == -128 );
-    EXPECT_TRUE( CToken( _string_, "'a'" ).GetInt8( Int8 ) && Int8 == 'a' );
-    EXPECT_TRUE( CToken( _string_, "'z'" ).GetUInt8( UInt8 ) && UInt8 == 'z' );
-    EXPECT_FALSE( CToken( _string_, "300" ).GetInt8( Int8 ) );
-    EXPECT_FALSE( CToken( _string_, "a" ).GetUInt8( UInt8 ) );
-}
-
-TEST( CToken, DecimalBooleanAndHexadecimalConversionsOfText )
-{
+    // The scan takes what the parse refuses ("+3"); the fixed-point form reads only its own texts.
     const struct
     {
         const char* pText;
@@ -128,11 +115,8 @@ TEST( CToken, DecimalBooleanAndHexadecimalConversionsOfText )
         float Float;
         bool bFixedOk;
         int64 Raw;
-    } Decimals[] = {
-        { "1.5", true, 1.5f, true, 150000 },     { ".5", true, 0.5f, false, 0 },
-        { "-2", true, -2.0f, true, -200000 },    { "+3", true, 3.0f, false, 0 },
-        { "1.000001", true, 1.000001f, false, 0 }, { "abc", false, 0.0f, false, 0 },
-    };
+    } Decimals[] = { { "1.5", true, 1.5f, true, 150000 }, { ".5", true, 0.5f, false, 0 },   { "-2", true, -2.0f, true, -200000 },
+                     { "+3", true, 3.0f, false, 0 },      { "1.000001", true, 1.000001f, false, 0 }, { "abc", false, 0.0f, false, 0 } };
     for ( const auto& Case : Decimals )
     {
         const CToken Token( _num_, Case.pText );
@@ -142,11 +126,8 @@ TEST( CToken, DecimalBooleanAndHexadecimalConversionsOfText )
         EXPECT_EQ( Token.GetFloat( Float ), Case.bFloatOk ) << Case.pText;
         EXPECT_EQ( Token.GetDouble( Double ), Case.bFloatOk ) << Case.pText;
         EXPECT_EQ( Token.GetFixedPoint( Fixed ), Case.bFixedOk ) << Case.pText;
-        EXPECT_EQ( Float, Case.Float ) << Case.pText;
-        EXPECT_EQ( float( Double ), Case.Float ) << Case.pText;
-        EXPECT_EQ( Fixed.GetRaw(), Case.Raw ) << Case.pText;
+        EXPECT_TRUE( Float == Case.Float && float( Double ) == Case.Float && Fixed.GetRaw() == Case.Raw ) << Case.pText;
     }
-
     const struct
     {
         const char* pText;
@@ -159,42 +140,27 @@ TEST( CToken, DecimalBooleanAndHexadecimalConversionsOfText )
         EXPECT_EQ( CToken( _bool_, Case.pText ).GetBool( Value ), Case.bOk ) << Case.pText;
         EXPECT_EQ( Value, Case.Value ) << Case.pText;
     }
-
-    uint32 Hex = 7;
-    EXPECT_TRUE( CToken( _num_, "ff" ).GetHexadecimal( Hex ) && Hex == 255 );
-    EXPECT_FALSE( CToken( _num_, "zz" ).GetHexadecimal( Hex ) );
-    CString String;
-    EXPECT_TRUE( CToken( "a b" ).GetString( String ) && String == "a b" );
+    EXPECT_EQ( Convert( CToken( _num_, "ff" ), &CToken::GetHexadecimal ), 255u );
+    EXPECT_EQ( Convert( CToken( _num_, "zz" ), &CToken::GetHexadecimal ), std::nullopt );
+    EXPECT_EQ( Convert( CToken( "a b" ), &CToken::GetString ), CString( "a b" ) );
 }
 
-// A token without text converts its binary value, and every form reads from its start.
+// A token without text converts its binary value, every form from its start.
 TEST( CToken, TokenWithoutTextConvertsItsBinaryValue )
 {
     const CToken Number = BinaryToken( _num_, 0xFFFFFFFEull );
-    int32 Int32 = 0;
-    int8 Int8 = 0;
-    uint16 UInt16 = 0;
-    EXPECT_TRUE( Number.GetInt32( Int32 ) && Int32 == -2 );
-    EXPECT_TRUE( Number.GetInt8( Int8 ) && Int8 == -2 );
-    EXPECT_TRUE( Number.GetUInt16( UInt16 ) && UInt16 == 0xFFFE );
+    EXPECT_EQ( Convert( Number, &CToken::GetInt32 ), -2 );
     EXPECT_EQ( Number.AsInt32(), -2 );
-
-    float Float = 0.0f;
-    uint32 Bits = 0;
-    const float Half = 0.5f;
-    std::memcpy( &Bits, &Half, sizeof( Bits ) );
-    EXPECT_TRUE( BinaryToken( _float_, Bits ).GetFloat( Float ) && Float == 0.5f );
-
-    CFixedPoint Fixed;
-    EXPECT_TRUE( BinaryToken( _fixed_, uint64( -150000 ) ).GetFixedPoint( Fixed ) && Fixed.GetRaw() == -150000 );
-    bool Bool = false;
-    EXPECT_TRUE( BinaryToken( _bool_, 0x0100 ).GetBool( Bool ) && !Bool );
-    EXPECT_TRUE( BinaryToken( _bool_, 1 ).GetBool( Bool ) && Bool );
+    EXPECT_EQ( Convert( Number, &CToken::GetInt8 ), -2 );
+    EXPECT_EQ( Convert( Number, &CToken::GetUInt16 ), 0xFFFE );
+    EXPECT_EQ( Convert( BinaryToken( _float_, 0x3F000000 ), &CToken::GetFloat ), 0.5f );
+    EXPECT_EQ( Convert( BinaryToken( _fixed_, uint64( -150000 ) ), &CToken::GetFixedPoint ), CFixedPoint::FromRaw( -150000 ) );
+    EXPECT_EQ( Convert( BinaryToken( _bool_, 0x0100 ), &CToken::GetBool ), false );
+    EXPECT_EQ( Convert( BinaryToken( _bool_, 1 ), &CToken::GetBool ), true );
     EXPECT_TRUE( BinaryToken( _bool_, 1 ).AsBool() );
-    // The scan of the empty text gives EOF, which counts as success, and leaves the value.
+    // The scan of the empty text gives EOF, which is not 0: success, with the value left as it was.
     uint32 Hex = 7;
-    EXPECT_TRUE( Number.GetHexadecimal( Hex ) );
-    EXPECT_EQ( Hex, 7u );
+    EXPECT_TRUE( Number.GetHexadecimal( Hex ) && Hex == 7 );
 }
 
 TEST( CToken, AssertingFormsReportAndGiveZero )
@@ -218,23 +184,17 @@ TEST( CToken, AssertingFormsReportAndGiveZero )
     EXPECT_EQ( CToken( _num_, "2.5" ).AsFixedPoint().GetRaw(), 250000 );
     EXPECT_TRUE( CToken( _bool_, "yes" ).AsBool() );
     EXPECT_TRUE( Asserts.Texts().empty() );
-}
 
-// A zero inside the text makes it shorter than its array: every conversion reports that.
-TEST( CToken, TextWithAZeroInsideFailsTheLengthCheck )
-{
-    CAssertRecorder Asserts;
+    // A zero inside the text makes it shorter than its array, which every conversion reports.
     CToken Token;
     Token.SetText( _num_, "1\0002", 3 );
-    EXPECT_FALSE( Token.ValidateValStringLength() );
     int32 Value = 0;
-    EXPECT_TRUE( Token.GetInt32( Value ) );
-    EXPECT_EQ( Value, 1 );
-    EXPECT_EQ( TextOf( Token ), "1" );
+    EXPECT_FALSE( Token.ValidateValStringLength() );
+    EXPECT_TRUE( Token.GetInt32( Value ) && Value == 1 );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string> { "ValidateValStringLength()" } );
 }
 
-TEST( CToken, AppendCharOverwritesAppendsAndReportsAGap )
+TEST( CToken, AppendCharSetTextResetTextAndEquality )
 {
     CAssertRecorder Asserts;
     CToken Token = BinaryToken( _num_, 42 );
@@ -246,33 +206,24 @@ TEST( CToken, AppendCharOverwritesAppendsAndReportsAGap )
     Token.AppendChar( 3, '\0' );
     EXPECT_EQ( TextOf( Token ), "cbd" );
     EXPECT_EQ( Token._Text.GetSize(), 4 );
-    EXPECT_EQ( Asserts.Texts(),
-               std::vector<std::string> { "Trying to add a char somewhere other than the end of the string" } );
-}
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string> { "Trying to add a char somewhere other than the end of the string" } );
 
-TEST( CToken, SetTextResetTextAndEquality )
-{
-    CToken Token( "quoted" );
+    Token = CToken( "quoted" );
     Token.SetBinaryValue( 9 );
     Token.SetText( _num_, "12345", 2 );
-    EXPECT_EQ( Token._Type, uint32( _num_ ) );
-    EXPECT_FALSE( Token._Quoted );
-    EXPECT_EQ( Token.GetBinaryValue(), 0u );
-    EXPECT_EQ( TextOf( Token ), "12" );
+    EXPECT_TRUE( Token._Type == _num_ && !Token._Quoted && Token.GetBinaryValue() == 0 && TextOf( Token ) == "12" );
     EXPECT_EQ( Token._Text.GetSize(), 3 );
-
     Token.ResetText( 30 );
     EXPECT_EQ( Token._Text.GetSize(), 30 );
     EXPECT_TRUE( std::all_of( Token._Text.begin(), Token._Text.end(), []( char Char ) { return uint8( Char ) == 0xCD; } ) );
 
     // Equal by type and text up to the first zero; the binary value takes no part.
-    CToken Left( _num_, "12" );
     CToken Right;
     Right.SetText( _num_, "12\0x", 4 );
     Right.SetBinaryValue( 5 );
-    EXPECT_TRUE( Left == Right );
-    EXPECT_FALSE( Left == CToken( _float_, "12" ) );
-    EXPECT_FALSE( Left == CToken( _num_, "13" ) );
+    EXPECT_TRUE( CToken( _num_, "12" ) == Right );
+    EXPECT_FALSE( CToken( _float_, "12" ) == Right );
+    EXPECT_FALSE( CToken( _num_, "13" ) == Right );
 }
 
 TEST( CToken, IsComparisonHoldsForTheSixComparisonsOnly )
