@@ -301,10 +301,10 @@ TEST_F( CLexerTest, BackslashAndUtf8Reports )
 // Lines far longer than any stack: the check converts in pieces, and the message shows the text's start.
 TEST_F( CLexerTest, LongLinesLexWhole )
 {
-    const std::string Word = std::string( 5 << 20, 'w' ) + "\xC3";
-    const std::string String = std::string( 5 << 20, 's' );
+    const std::string Word = std::string( 3 << 20, 'w' ) + "\xC3";
+    const std::string String = std::string( 3 << 20, 's' );
     const std::vector<SLexed> Tokens =
-        Lex( Word + " \"\\\"" + String + "\\\\\" #" + std::string( 5 << 20, 'c' ) + "\nend", false, CLexer::ENCODING_UTF8 );
+        Lex( Word + " \"\\\"" + String + "\\\\\" #" + std::string( 3 << 20, 'c' ) + "\nend", false, CLexer::ENCODING_UTF8 );
     ASSERT_EQ( Tokens.size(), 3u );
     EXPECT_TRUE( Tokens[ 0 ].Text == Word && Tokens[ 1 ].Text == "\"" + String + "\\" && Tokens[ 2 ].Text == "end" );
     EXPECT_EQ( LoggedSince( 1 ), std::vector<std::string> { "Failed conversion of utf8 string: " + std::string( 1024, 'w' ) +
