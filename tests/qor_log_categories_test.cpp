@@ -1,6 +1,7 @@
 #include "qor_core/qor_log_categories.h"
 
 #include "qor_core/filelogger.h"
+#include "qor_core/thread/qor_thread.h"
 #include "tests/assert_recorder.h"
 #include "tests/commandline_test_utils.h"
 
@@ -83,4 +84,34 @@ TEST( MakeLogFileName, JoinsFolderPrefixNamePostfixAndExtensionAndMakesTheFolder
         Logger.Log( LOG_CATEGORY_HALVORSUND_DEBUG, "src/app.cpp", 12, "started\n" );
     }
     EXPECT_EQ( ReadWholeFile( ( Directory.Path() / "logs/a/b/p_error_q.txt" ).string() ), "[app.cpp:12]: started\r\n" );
+}
+
+TEST( CFileLogger, AnUnregisteredCategoryIsReportedAndStillWritten )
+{
+    CTempPath Path( "category.log" );
+    CAssertRecorder Asserts;
+    {
+        CFileLogger Logger( Path.c_str(), 0 );
+        Logger.Log( LOG_CATEGORY_HALVORSUND_ECS, "a.cpp", 1, "known\n" );
+        Logger.Log( 4242, "a.cpp", 2, "unknown\n" );
+    }
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "missing log category 4242" } );
+    EXPECT_EQ( ReadWholeFile( Path.Path() ), "known\r\nunknown\r\n" );
+}
+
+// The debugger channel shows the category's name between the location and the thread's name, when it has one.
+TEST( CFilterLogger, TheDebuggerChannelNamesTheCategory )
+{
+    constexpr uint32 c_Unnamed = 9102;
+    CLogGuard Guard( { LOG_CATEGORY_MESSAGING_DEBUG, c_Unnamed } );
+    CRecordingLogger Target;
+    AddCategoryLogger( LOG_CATEGORY_MESSAGING_DEBUG, &Target, true );
+    AddCategoryLogger( c_Unnamed, &Target, true );
+    CFilterLogger Filter;
+    testing::internal::CaptureStderr();
+    Filter.Log( LOG_CATEGORY_MESSAGING_DEBUG, "dir/f.cpp", 7, "hello\n" );
+    Filter.Log( c_Unnamed, "dir/f.cpp", 8, "there\n" );
+    const std::string Thread = std::string( "[" ) + NThreads::GetThreadName() + "] ";
+    EXPECT_EQ( testing::internal::GetCapturedStderr(),
+               "dir/f.cpp(7): [Messaging debug]" + Thread + "hello\ndir/f.cpp(8): " + Thread + "there\n" );
 }
