@@ -67,12 +67,50 @@ class CQorDirectedGraph;
 
 namespace NDetail
 {
-// The links of an edge in one of the two lists it belongs to.
-template <typename EdgeT>
-struct SEdgeLinks
+// The links of an object in one doubly linked list: the graph's nodes, or one of a node's edge lists.
+template <typename ObjectT>
+struct SLinks
 {
-    EdgeT* pPrevious = nullptr;
-    EdgeT* pNext = nullptr;
+    ObjectT* pPrevious = nullptr;
+    ObjectT* pNext = nullptr;
+};
+
+// Walks a list front to back through the links that TraitsT selects.
+template <typename ObjectT, typename TraitsT>
+class CLinkedIterator
+{
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::remove_const_t<ObjectT>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = ObjectT*;
+    using reference = ObjectT&;
+
+    CLinkedIterator() = default;
+    explicit CLinkedIterator( ObjectT* pObject ) : _pObject( pObject ) {}
+
+    reference operator*() const { return *_pObject; }
+    pointer operator->() const { return _pObject; }
+    CLinkedIterator& operator++()
+    {
+        _pObject = TraitsT::Links( *_pObject ).pNext;
+        return *this;
+    }
+    CLinkedIterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
+    friend bool operator==( const CLinkedIterator&, const CLinkedIterator& ) = default;
+
+private:
+    ObjectT* _pObject = nullptr;
+};
+
+// Selects the list of the graph's nodes.
+struct SNodeLinksTraits
+{
+    template <typename NodeT>
+    static auto& Links( NodeT& Node )
+    {
+        return Node._NodeLinks;
+    }
 };
 } // namespace NDetail
 
@@ -119,32 +157,7 @@ struct SSourceEdgeLinksTraits
 
 // Walks one edge list of a node, front to back. The edges are read-only through it; their ends are not.
 template <typename NodeDataT, typename EdgeDataT, typename TraitsT>
-class CConstLinkedEdgeIterator
-{
-public:
-    using EdgeType = CEdge<NodeDataT, EdgeDataT>;
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = EdgeType;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const EdgeType*;
-    using reference = const EdgeType&;
-
-    CConstLinkedEdgeIterator() = default;
-    explicit CConstLinkedEdgeIterator( const EdgeType* pEdge ) : _pEdge( pEdge ) {}
-
-    reference operator*() const { return *_pEdge; }
-    pointer operator->() const { return _pEdge; }
-    CConstLinkedEdgeIterator& operator++()
-    {
-        _pEdge = TraitsT::Links( *_pEdge ).pNext;
-        return *this;
-    }
-    CConstLinkedEdgeIterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
-    friend bool operator==( const CConstLinkedEdgeIterator&, const CConstLinkedEdgeIterator& ) = default;
-
-private:
-    const EdgeType* _pEdge = nullptr;
-};
+using CConstLinkedEdgeIterator = NDetail::CLinkedIterator<const CEdge<NodeDataT, EdgeDataT>, TraitsT>;
 
 namespace NDetail
 {
@@ -230,34 +243,6 @@ template <>
 struct SPayload<void>
 {
 };
-
-// Walks the list of the graph's nodes in graph order.
-template <typename NodeT>
-class CNodeIterator
-{
-public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = std::remove_const_t<NodeT>;
-    using difference_type = std::ptrdiff_t;
-    using pointer = NodeT*;
-    using reference = NodeT&;
-
-    CNodeIterator() = default;
-    explicit CNodeIterator( NodeT* pNode ) : _pNode( pNode ) {}
-
-    reference operator*() const { return *_pNode; }
-    pointer operator->() const { return _pNode; }
-    CNodeIterator& operator++()
-    {
-        _pNode = _pNode->_pNextNode;
-        return *this;
-    }
-    CNodeIterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
-    friend bool operator==( const CNodeIterator&, const CNodeIterator& ) = default;
-
-private:
-    NodeT* _pNode = nullptr;
-};
 } // namespace NDetail
 
 // A node of the graph. Made, owned and destroyed by its graph; valid until it is removed.
@@ -297,8 +282,7 @@ private:
     friend struct STargetEdgeLinksTraits;
     friend struct SSourceEdgeLinksTraits;
     friend class NDetail::SLinkedReference<CNode>;
-    friend class NDetail::CNodeIterator<CNode>;
-    friend class NDetail::CNodeIterator<const CNode>;
+    friend struct NDetail::SNodeLinksTraits;
 
     template <typename... ArgsT>
     explicit CNode( ArgsT&&... Args ) : _Data( std::forward<ArgsT>( Args )... )
@@ -316,8 +300,7 @@ private:
     EdgeType* _pFirstTargetEdge = nullptr;
     EdgeType* _pFirstSourceEdge = nullptr;
     NDetail::SLinkedReference<CNode>* _pReference = nullptr;
-    CNode* _pPreviousNode = nullptr;
-    CNode* _pNextNode = nullptr;
+    NDetail::SLinks<CNode> _NodeLinks;
     NodeDataT _Data;
 };
 
@@ -373,8 +356,8 @@ private:
 
     NodeType* _pSource;
     NodeType* _pTarget;
-    NDetail::SEdgeLinks<CEdge> _TargetLinks;
-    NDetail::SEdgeLinks<CEdge> _SourceLinks;
+    NDetail::SLinks<CEdge> _TargetLinks;
+    NDetail::SLinks<CEdge> _SourceLinks;
     NDetail::SLinkedReference<CEdge>* _pReference = nullptr;
     [[no_unique_address]] NDetail::SPayload<EdgeDataT> _Payload;
 };
@@ -389,8 +372,8 @@ public:
     using EdgeType = CEdge<NodeDataT, EdgeDataT>;
     using SNodeReference = NDetail::SNodeReference<NodeDataT, EdgeDataT>;
     using SEdgeReference = NDetail::SEdgeReference<NodeDataT, EdgeDataT>;
-    using NodeRange = CQorRange<NDetail::CNodeIterator<NodeType>>;
-    using ConstNodeRange = CQorRange<NDetail::CNodeIterator<const NodeType>>;
+    using NodeRange = CQorRange<NDetail::CLinkedIterator<NodeType, NDetail::SNodeLinksTraits>>;
+    using ConstNodeRange = CQorRange<NDetail::CLinkedIterator<const NodeType, NDetail::SNodeLinksTraits>>;
 
     static constexpr bool bUniqueEdges = HasPolicy( PoliciesV, EEdgePolicy::UniqueEdges );
     static constexpr bool bAcyclic = HasPolicy( PoliciesV, EEdgePolicy::Acyclic );
@@ -413,8 +396,8 @@ public:
     NodeType* AddNode( ArgsT&&... Args )
     {
         NodeType* pNode = Construct<NodeType>( _NodePool, std::forward<ArgsT>( Args )... );
-        pNode->_pPreviousNode = _pLastNode;
-        ( _pLastNode ? _pLastNode->_pNextNode : _pFirstNode ) = pNode;
+        pNode->_NodeLinks.pPrevious = _pLastNode;
+        ( _pLastNode ? _pLastNode->_NodeLinks.pNext : _pFirstNode ) = pNode;
         _pLastNode = pNode;
         ++_nNodeCount;
         return pNode;
@@ -475,8 +458,9 @@ public:
         {
             RemoveEdge( pEdge );
         }
-        ( pNode->_pPreviousNode ? pNode->_pPreviousNode->_pNextNode : _pFirstNode ) = pNode->_pNextNode;
-        ( pNode->_pNextNode ? pNode->_pNextNode->_pPreviousNode : _pLastNode ) = pNode->_pPreviousNode;
+        const NDetail::SLinks<NodeType>& Links = pNode->_NodeLinks;
+        ( Links.pPrevious ? Links.pPrevious->_NodeLinks.pNext : _pFirstNode ) = Links.pNext;
+        ( Links.pNext ? Links.pNext->_NodeLinks.pPrevious : _pLastNode ) = Links.pPrevious;
         DestroyNode( pNode );
     }
 
@@ -493,7 +477,7 @@ public:
                 DestroyEdge( pEdge );
                 pEdge = pNext;
             }
-            NodeType* pNext = pNode->_pNextNode;
+            NodeType* pNext = pNode->_NodeLinks.pNext;
             DestroyNode( pNode );
             pNode = pNext;
         }
@@ -561,9 +545,9 @@ public:
         int32 nOutgoing = 0;
         int32 nIncoming = 0;
         const NodeType* pPrevious = nullptr;
-        for ( const NodeType* pNode = _pFirstNode; pNode; pPrevious = pNode, pNode = pNode->_pNextNode, ++nNodes )
+        for ( const NodeType* pNode = _pFirstNode; pNode; pPrevious = pNode, pNode = pNode->_NodeLinks.pNext, ++nNodes )
         {
-            if ( pNode->_pPreviousNode != pPrevious || !ValidReference( pNode ) ||
+            if ( pNode->_NodeLinks.pPrevious != pPrevious || !ValidReference( pNode ) ||
                  !ValidList<STargetEdgeLinksTraits>( *pNode, nOutgoing ) ||
                  !ValidList<SSourceEdgeLinksTraits>( *pNode, nIncoming ) )
             {
@@ -625,7 +609,7 @@ private:
     template <typename TraitsT>
     static void Unlink( EdgeType& Edge )
     {
-        NDetail::SEdgeLinks<EdgeType>& Links = TraitsT::Links( Edge );
+        NDetail::SLinks<EdgeType>& Links = TraitsT::Links( Edge );
         ( Links.pPrevious ? TraitsT::Links( *Links.pPrevious ).pNext : TraitsT::Head( *TraitsT::Owner( Edge ) ) ) =
             Links.pNext;
         if ( Links.pNext )
