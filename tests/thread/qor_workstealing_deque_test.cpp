@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <deque>
 #include <random>
-#include <vector>
 
 namespace
 {
@@ -146,55 +145,4 @@ TEST( CQorWorkStealingDeque, PopAndStealOfTheLastItemGoToExactlyOne )
                   } );
     EXPECT_EQ( NumBothOrNeither, 0 );
     EXPECT_TRUE( Deque.IsEmpty() );
-}
-
-// The owner pushes and pops while three thieves steal, across several growths: every item is taken exactly once.
-TEST( CQorWorkStealingDeque, OwnerAndThievesTakeEveryItemExactlyOnce )
-{
-    constexpr intptr_t NumItems = 200000;
-    constexpr int NumThieves = 3;
-    std::vector<std::atomic<uint8>> Taken( NumItems + 1 );
-    CQorWorkStealingDeque<int*> Deque( 2 );
-    std::atomic<bool> bOwnerDone{ false };
-    std::barrier Barrier( NumThieves + 1 );
-    RunOnThreads( NumThieves + 1,
-                  [ & ]( int Thread )
-                  {
-                      Barrier.arrive_and_wait();
-                      if ( Thread == 0 )
-                      {
-                          for ( intptr_t I = 1; I <= NumItems; ++I )
-                          {
-                              Deque.Push( ItemOf( I ) );
-                              // Pops now and then, so that the owner's end races the thieves' too.
-                              if ( I % 3 == 0 )
-                              {
-                                  if ( int* pItem = Deque.Pop() )
-                                  {
-                                      Taken[ ValueOf( pItem ) ].fetch_add( 1 );
-                                  }
-                              }
-                          }
-                          while ( int* pItem = Deque.Pop() )
-                          {
-                              Taken[ ValueOf( pItem ) ].fetch_add( 1 );
-                          }
-                          bOwnerDone.store( true );
-                          return;
-                      }
-                      while ( !bOwnerDone.load() || !Deque.IsEmpty() )
-                      {
-                          if ( int* pItem = Deque.Steal() )
-                          {
-                              Taken[ ValueOf( pItem ) ].fetch_add( 1 );
-                          }
-                      }
-                  } );
-    int NumWrong = 0;
-    for ( intptr_t I = 1; I <= NumItems; ++I )
-    {
-        NumWrong += Taken[ I ].load() != 1;
-    }
-    EXPECT_EQ( NumWrong, 0 );
-    EXPECT_GT( Deque.GetNumRetiredBuffers(), 0 );
 }
