@@ -11,8 +11,10 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <fstream>
 #include <mutex>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -39,6 +41,15 @@ std::set<std::string> KernelThreadNames()
         Names.insert( Name );
     }
     return Names;
+}
+
+// The kernel's state of a thread of this process, the letter behind the name in its stat.
+char KernelThreadState( uint32 ThreadId )
+{
+    std::ifstream Stat( "/proc/self/task/" + std::to_string( ThreadId ) + "/stat" );
+    const std::string Text( ( std::istreambuf_iterator<char>( Stat ) ), std::istreambuf_iterator<char>() );
+    const size_t NameEnd = Text.rfind( ')' );
+    return NameEnd != std::string::npos && NameEnd + 2 < Text.size() ? Text[ NameEnd + 2 ] : '?';
 }
 
 // Runs NumTasks tasks of Function on the workers, waiting without running any on the caller; returns how many
@@ -227,6 +238,39 @@ TEST( CTaskScheduler, WaiterRunsAQueuedItemOnceAndTheWorkerOnlyReleasesIt )
     }
     EXPECT_EQ( Runs.load(), 1 );
     WaitAndClear( pTask );
+}
+
+// A worker that finds nothing goes to sleep while tasks arrive at random moments around its way there; a wake-up
+// lost between its last look and its sleep would leave a task queued with nobody awake to run it. The kernel
+// tells when the worker sleeps ('S' in its stat; spinning and yielding it is 'R').
+TEST( CTaskScheduler, NoWakeUpIsLostWhileAWorkerGoesToSleep )
+{
+    CTaskScheduler Scheduler( "Sleepy" );
+    ASSERT_TRUE( Scheduler.Start( 1 ) );
+    std::atomic<uint32> WorkerId{ 0 };
+    CQorPtr<CTask> pFirst = Scheduler.CreateTask( QOR_TASK_LABEL, [ & ] { WorkerId.store( CurrentThreadId() ); } );
+    pFirst->WaitNoExecute();
+    const auto Finished = std::chrono::steady_clock::now();
+    while ( KernelThreadState( WorkerId.load() ) != 'S' )
+    {
+        std::this_thread::yield();
+    }
+    const auto ToSleep = std::chrono::steady_clock::now() - Finished;
+    std::mt19937 Random( 7 );
+    for ( int Round = 0; Round < 1000; ++Round )
+    {
+        const auto Until = std::chrono::steady_clock::now() + ToSleep * ( Random() % 1250 ) / 1000;
+        while ( std::chrono::steady_clock::now() < Until )
+        {
+        }
+        CQorPtr<CTask> pTask = Scheduler.CreateTask( QOR_TASK_LABEL, [] {} );
+        const auto Deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 2 );
+        while ( !pTask->IsDone() && std::chrono::steady_clock::now() < Deadline )
+        {
+            std::this_thread::yield();
+        }
+        ASSERT_TRUE( pTask->IsDone() ) << "round " << Round;
+    }
 }
 
 // Stop with work still queued: the stopping workers finish the queue before they end, nothing runs on the

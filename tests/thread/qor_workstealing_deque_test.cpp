@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <deque>
 #include <random>
@@ -108,39 +107,46 @@ TEST( CQorWorkStealingDeque, CapacityThatIsNoPowerOfTwoIsReportedAndRaised )
     EXPECT_EQ( Deque.GetCapacity(), 1024u );
 }
 
-// The owner's pop and a thief's steal race for a single item, many times over: exactly one of them gets it.
+// The owner's pop and a thief's steal race for a single item, many times over: exactly one of them gets it. The
+// two start together on a spinning signal, and the owner waits a varying few cycles, so that the start times
+// sweep across each other.
 TEST( CQorWorkStealingDeque, PopAndStealOfTheLastItemGoToExactlyOne )
 {
-    constexpr int Rounds = 20000;
+#if defined( __SANITIZE_THREAD__ )
+    constexpr intptr_t Rounds = 5000;
+#else
+    constexpr intptr_t Rounds = 30000;
+#endif
     CQorWorkStealingDeque<int*> Deque( 4 );
-    std::barrier Barrier( 2 );
-    std::atomic<intptr_t> Stolen{ 0 };
+    std::atomic<intptr_t> Go{ 0 };
+    std::atomic<intptr_t> Stolen{ -1 };
     int NumBothOrNeither = 0;
     RunOnThreads( 2,
                   [ & ]( int Thread )
                   {
-                      for ( int Round = 1; Round <= Rounds; ++Round )
+                      for ( intptr_t Round = 1; Round <= Rounds; ++Round )
                       {
-                          if ( Thread == 0 )
+                          if ( Thread == 1 )
                           {
-                              Deque.Push( ItemOf( Round ) );
-                              Barrier.arrive_and_wait();
-                              const intptr_t Popped = ValueOf( Deque.Pop() );
-                              Barrier.arrive_and_wait();
-                              const intptr_t StolenNow = Stolen.exchange( 0 );
-                              if ( ( Popped == Round ) == ( StolenNow == Round ) || Popped + StolenNow != Round )
+                              while ( Go.load() != Round )
                               {
-                                  ++NumBothOrNeither;
                               }
-                              Barrier.arrive_and_wait();
-                          }
-                          else
-                          {
-                              Barrier.arrive_and_wait();
                               Stolen.store( ValueOf( Deque.Steal() ) );
-                              Barrier.arrive_and_wait();
-                              Barrier.arrive_and_wait();
+                              continue;
                           }
+                          Deque.Push( ItemOf( Round ) );
+                          Go.store( Round );
+                          volatile intptr_t Sink = 0;
+                          for ( intptr_t Delay = Round % 64; Delay > 0; --Delay )
+                          {
+                              Sink = Sink + Delay;
+                          }
+                          const intptr_t Popped = ValueOf( Deque.Pop() );
+                          intptr_t StolenNow;
+                          while ( ( StolenNow = Stolen.exchange( -1 ) ) == -1 )
+                          {
+                          }
+                          NumBothOrNeither += ( Popped == Round ) == ( StolenNow == Round ) || Popped + StolenNow != Round;
                       }
                   } );
     EXPECT_EQ( NumBothOrNeither, 0 );
