@@ -22,19 +22,18 @@ char CChecksumFile::GetChar()
 
 bool CChecksumFile::Reopen( uint32 Type, uint32 Mode )
 {
+    ResetFile( Type, Mode );
     switch ( Mode )
     {
     case OPEN_READ:
         QOR_ASSERT_MSG( false, "OPEN_READ is not allowed, assuming OPEN_WRITE." );
-        ResetFile( Type, OPEN_WRITE );
+        _Mode = OPEN_WRITE;
         Rewind();
         return false;
     case OPEN_WRITE:
-        ResetFile( Type, Mode );
         Rewind();
         return true;
     case OPEN_WRITE_APPEND:
-        ResetFile( Type, Mode );
         return true;
     default:
         QOR_ASSERT_MSG( false, "Invalid enum" );

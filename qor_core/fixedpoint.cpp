@@ -53,6 +53,11 @@ CFixedPoint CFixedPoint::Sqrt() const
     QOR_ASSERT( !TooBigToSqrt() &&
                 "Trying to square root a number that is too big for fast square rooting. Use SafeSqrt instead" );
     QOR_ASSERT( _Value >= 0 && "Trying to square root a negative number" );
+    if ( TooBigToSqrt() )
+    {
+        // The square would overflow here: the scaled form answers instead.
+        return SafeSqrt();
+    }
     if ( _Value <= 1 )
     {
         return CFixedPoint();
@@ -73,6 +78,10 @@ CFixedPoint CFixedPoint::Sqrt() const
 CFixedPoint CFixedPoint::SafeSqrt() const
 {
     QOR_ASSERT( _Value >= 0 && "Trying to square root a negative number" );
+    if ( _Value < 0 )
+    {
+        return CFixedPoint();
+    }
     if ( _Value <= 10000 )
     {
         return ( *this * CFixedPoint( 100 ) ).Sqrt() * FromRaw( 10000 );
@@ -81,7 +90,8 @@ CFixedPoint CFixedPoint::SafeSqrt() const
     int32 Count = 0;
     while ( Scaled.TooBigToSqrt() )
     {
-        Scaled = Scaled * FromRaw( 1000 );
+        // Times 0.01 on the raw value itself: the multiplication would split the factor and wrap from 9.2e10 up.
+        Scaled = FromRaw( Scaled._Value / 100 );
         ++Count;
     }
     CFixedPoint Root = Scaled.Sqrt();

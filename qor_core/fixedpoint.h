@@ -96,10 +96,11 @@ public:
     // From 30000.0 on, the square inside Sqrt no longer fits the fast multiplication.
     constexpr bool TooBigToSqrt() const { return _Value >= 3000000000; }
     // Newton's method, stopped when the square is within 1% of the value: cheap and coarse, not the best
-    // representable root. REQUIRES: 0 <= value < 30000.0 (reported otherwise).
+    // representable root. REQUIRES: 0 <= value < 30000.0. Past the report, a negative value gives 0 and a
+    // value too big the root of SafeSqrt.
     CFixedPoint Sqrt() const;
-    // Any non-negative value: small ones are scaled up by 100 for digits, large ones down by 100 until Sqrt
-    // takes them, and the root is scaled back.
+    // Any non-negative value, up to the largest: small ones are scaled up by 100 for digits, large ones down by
+    // 100 until Sqrt takes them, and the root is scaled back. A negative value reports and gives 0.
     CFixedPoint SafeSqrt() const;
 
     // Natural logarithm; 0 for X <= 0, without a report.

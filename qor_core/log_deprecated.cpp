@@ -131,29 +131,96 @@ CLogStream& CLogStream::operator<<( char Char )
     return *this;
 }
 
-CLogStream& CLogStream::operator<<( int32 Value )
+// Decimal integers through the library's conversion (widened to 64 bits), floating point through the
+// standard shortest form: no locale and no formatting state either way.
+template <typename ArithmeticT> CLogStream& CLogStream::WriteNumber( ArithmeticT Value )
 {
-    char Digits[ 16 ];
-    const std::to_chars_result Result = ::to_chars( Digits, Digits + sizeof( Digits ), Value );
+    char Digits[64];
+    std::to_chars_result Result;
+    if constexpr ( std::is_floating_point_v<ArithmeticT> )
+    {
+        Result = std::to_chars( Digits, Digits + sizeof( Digits ), Value );
+    }
+    else if constexpr ( std::is_signed_v<ArithmeticT> )
+    {
+        Result = ::to_chars( Digits, Digits + sizeof( Digits ), int64( Value ) );
+    }
+    else
+    {
+        Result = ::to_chars( Digits, Digits + sizeof( Digits ), uint64( Value ) );
+    }
     WriteRaw( Digits, size_t( Result.ptr - Digits ) );
     return *this;
 }
 
-CLogStream& CLogStream::operator<<( uint32 Value )
+CLogStream& CLogStream::operator<<( bool Value )
 {
-    char Digits[ 16 ];
-    const std::to_chars_result Result = ::to_chars( Digits, Digits + sizeof( Digits ), Value );
-    WriteRaw( Digits, size_t( Result.ptr - Digits ) );
-    return *this;
+    return *this << ( Value ? '1' : '0' );
 }
 
-// The shortest text that reads back as the same float.
+CLogStream& CLogStream::operator<<( signed char Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( unsigned char Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( short Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( unsigned short Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( int Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( unsigned int Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( long Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( unsigned long Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( long long Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( unsigned long long Value )
+{
+    return WriteNumber( Value );
+}
+
 CLogStream& CLogStream::operator<<( float Value )
 {
-    char Digits[ 32 ];
-    const std::to_chars_result Result = std::to_chars( Digits, Digits + sizeof( Digits ), Value );
-    WriteRaw( Digits, size_t( Result.ptr - Digits ) );
-    return *this;
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( double Value )
+{
+    return WriteNumber( Value );
+}
+
+CLogStream& CLogStream::operator<<( long double Value )
+{
+    return WriteNumber( Value );
 }
 
 CLogStream& CLogStream::operator<<( std::ostream& ( *pManipulator )( std::ostream& ) )

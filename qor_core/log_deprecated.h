@@ -78,8 +78,10 @@ struct SLogLocation
 
 // A temporary that collects one message and logs it when destroyed: the text, then the message counter and
 // the count of its '\n' characters on the logger, then Log. It adds no line end: callers end their text
-// with std::endl. Strings, views, characters, 32-bit integers and floats are written raw to the buffer,
-// without the stream's formatting state; other types take the standard stream's operators.
+// with std::endl. Strings, views, characters and every arithmetic type are written raw to the buffer, without
+// the stream's formatting state, and keep the chain on this class: integers in decimal (the 8-bit ones as
+// numbers, not characters), bool as 1 or 0, floating point as the shortest text that reads back the same.
+// Other types take the standard stream's operators.
 class CLogStream : public std::ostringstream
 {
 public:
@@ -96,15 +98,27 @@ public:
     CLogStream& operator<<( CQorStringView Text );
     CLogStream& operator<<( const std::string& Text );
     CLogStream& operator<<( char Char );
-    CLogStream& operator<<( int32 Value );
-    CLogStream& operator<<( uint32 Value );
+    CLogStream& operator<<( bool Value );
+    CLogStream& operator<<( signed char Value );
+    CLogStream& operator<<( unsigned char Value );
+    CLogStream& operator<<( short Value );
+    CLogStream& operator<<( unsigned short Value );
+    CLogStream& operator<<( int Value );
+    CLogStream& operator<<( unsigned int Value );
+    CLogStream& operator<<( long Value );
+    CLogStream& operator<<( unsigned long Value );
+    CLogStream& operator<<( long long Value );
+    CLogStream& operator<<( unsigned long long Value );
     CLogStream& operator<<( float Value );
+    CLogStream& operator<<( double Value );
+    CLogStream& operator<<( long double Value );
     // std::endl and the other manipulators, keeping the chain on this class.
     CLogStream& operator<<( std::ostream& ( *pManipulator )( std::ostream& ) );
     CLogStream& operator<<( std::ios_base& ( *pManipulator )( std::ios_base& ) );
 
 private:
     void WriteRaw( const char* pData, size_t Size ) { rdbuf()->sputn( pData, std::streamsize( Size ) ); }
+    template <typename ArithmeticT> CLogStream& WriteNumber( ArithmeticT Value );
 
     CLogger* _pLogger;
     CQorStringView _File;

@@ -18,9 +18,9 @@ CMemoryFile::CMemoryFile( CBlob* pBlob, uint32 Type, uint32 Mode, bool bOwnsBlob
     }
 }
 
-// The blob is only ever read through: the file is in read mode, and Write refuses.
+// The blob is only ever read through: the file is read-only, so Reopen keeps it in read mode and Write refuses.
 CMemoryFile::CMemoryFile( const CBlob& Blob, uint32 Type )
-    : CFile( Type, OPEN_READ ), _pBlob( const_cast<CBlob*>( &Blob ) )
+    : CFile( Type, OPEN_READ ), _pBlob( const_cast<CBlob*>( &Blob ) ), _bReadOnly( true )
 {
 }
 
@@ -29,17 +29,17 @@ CMemoryFile::CMemoryFile( uint8* pBuffer, int32 Capacity, uint32 Type, uint32 Mo
 {
 }
 
-// A capacity of 0 makes every write fail, so the constant block is never written.
+// Read-only, and a capacity of 0 besides: the constant block is never written.
 CMemoryFile::CMemoryFile( const void* pData, int32 Size, uint32 Type )
     : CFile( Type, OPEN_READ ), _pBuffer( static_cast<uint8*>( const_cast<void*>( pData ) ) ), _Size( Size ),
-      _Capacity( 0 )
+      _Capacity( 0 ), _bReadOnly( true )
 {
 }
 
 CMemoryFile::CMemoryFile( const CMemoryFile& Other )
     : CFile( Other ), _pBlob( Other._bOwnsBlob ? new CBlob( *Other._pBlob ) : Other._pBlob ),
       _pBuffer( Other._pBuffer ), _Size( Other._Size ), _Position( Other._Position ), _Capacity( Other._Capacity ),
-      _bFailed( Other._bFailed ), _bOwnsBlob( Other._bOwnsBlob )
+      _bFailed( Other._bFailed ), _bOwnsBlob( Other._bOwnsBlob ), _bReadOnly( Other._bReadOnly )
 {
 }
 
@@ -81,6 +81,13 @@ bool CMemoryFile::Reopen( uint32 Type, uint32 Mode )
     if ( !_pBlob && !_pBuffer )
     {
         QOR_ASSERT_MSG( false, "No file to reopen" );
+        return false;
+    }
+    if ( _bReadOnly && Mode != OPEN_READ )
+    {
+        QOR_ASSERT_MSG( false, "A read-only memory file can't be opened for writing" );
+        ResetFile( Type, OPEN_READ );
+        _Position = 0;
         return false;
     }
     switch ( Mode )

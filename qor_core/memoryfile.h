@@ -18,11 +18,11 @@ public:
     // Over a blob, positioned as Reopen positions for the mode: OPEN_WRITE empties the blob. With bOwnsBlob
     // the file deletes the blob. REQUIRES: pBlob is not null.
     CMemoryFile( CBlob* pBlob, uint32 Type, uint32 Mode, bool bOwnsBlob );
-    // Reads a blob, which must outlive the file.
+    // Reads a blob, which must outlive the file. The file is read-only: Reopen refuses the write modes.
     CMemoryFile( const CBlob& Blob, uint32 Type );
     // Writes into a fixed buffer of Capacity bytes, which starts empty and must outlive the file.
     CMemoryFile( uint8* pBuffer, int32 Capacity, uint32 Type, uint32 Mode );
-    // Reads a constant block of Size bytes, which must outlive the file. Nothing can be written to it.
+    // Reads a constant block of Size bytes, which must outlive the file. Read-only, as over a const blob.
     CMemoryFile( const void* pData, int32 Size, uint32 Type );
     // An owned blob is copied, and the copy owned; anything else is shared.
     CMemoryFile( const CMemoryFile& Other );
@@ -70,4 +70,6 @@ private:
     int32 _Capacity = -1;
     bool _bFailed = false;
     bool _bOwnsBlob = false;
+    // Over a const blob or a constant block: only OPEN_READ.
+    bool _bReadOnly = false;
 };

@@ -531,7 +531,8 @@ public:
     }
 
     // Inserts Value, or assigns it onto the value of type T held already, and returns the held value. The
-    // reference stays valid until the insertion of another type grows the table.
+    // reference stays valid through further Sets of T only: the insertion of another type may move the values
+    // even when the table does not grow (a Robin Hood insertion displaces), after which Get finds them.
     template <typename T>
     T& Set( T Value )
     {

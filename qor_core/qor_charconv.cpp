@@ -9,6 +9,10 @@ constexpr int64 MaxFractionAtLimit = 75807;
 
 std::from_chars_result from_chars( const char* First, const char* Last, CFixedPoint& Value )
 {
+    if ( NDetail::IsMisused( First, Last, 10 ) ) [[unlikely]]
+    {
+        return { First, std::errc::invalid_argument };
+    }
     // The sign is noted apart: "-0.5" has the whole part 0.
     const bool bNegative = First != Last && *First == '-';
     int64 IntegerPart = 0;

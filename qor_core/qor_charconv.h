@@ -124,14 +124,28 @@ template <typename IntegerT>
 }
 } // namespace NDetail
 
-// Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
-// Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
-// REQUIRES: First <= Last, 2 <= Base <= 36.
-template <NDetail::CharConvInteger IntegerT>
-std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+namespace NDetail
+{
+// Past the reports of a backward range or a base outside 2 to 36, a conversion fails at once with
+// invalid_argument at First, having read and written nothing.
+inline bool IsMisused( const char* First, const char* Last, int32 Base )
 {
     QOR_ASSERT( First <= Last );
     QOR_ASSERT( Base >= 2 && Base <= 36 );
+    return First > Last || Base < 2 || Base > 36;
+}
+} // namespace NDetail
+
+// Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
+// Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
+// REQUIRES: First <= Last, 2 <= Base <= 36 (reported, then invalid_argument).
+template <NDetail::CharConvInteger IntegerT>
+std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+{
+    if ( NDetail::IsMisused( First, Last, Base ) ) [[unlikely]]
+    {
+        return { First, std::errc::invalid_argument };
+    }
     // Base 10 gets its own copy of the loop with constant divisors, also where this call is not inlined.
     if ( Base == 10 )
     {
@@ -141,13 +155,16 @@ std::from_chars_result from_chars( const char* First, const char* Last, IntegerT
 }
 
 // Writes Value into [First, Last) in Base, lower case, with no terminator. A buffer too small gives Last and
-// value_too_large, and nothing but a '-' that was already written. REQUIRES: First <= Last, 2 <= Base <= 36.
+// value_too_large, and nothing but a '-' that was already written. REQUIRES: First <= Last, 2 <= Base <= 36
+// (reported, then invalid_argument with nothing written).
 template <NDetail::CharConvInteger IntegerT>
 std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Base = 10 )
 {
     using UnsignedT = std::make_unsigned_t<IntegerT>;
-    QOR_ASSERT( First <= Last );
-    QOR_ASSERT( Base >= 2 && Base <= 36 );
+    if ( NDetail::IsMisused( First, Last, Base ) ) [[unlikely]]
+    {
+        return { First, std::errc::invalid_argument };
+    }
 
     UnsignedT Magnitude = static_cast<UnsignedT>( Value );
     if constexpr ( std::is_signed_v<IntegerT> )
@@ -215,7 +232,8 @@ std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Ba
 
 // Reads "[-]digits[.decimals]" in base 10 as the raw value. Up to five decimals; a sixth is out of range, not
 // rounded. The decimals are not validated: "1.2x" reads as 1.00002 and "1.-5" as 0.95, consuming the whole
-// input; a trailing "1." reads as 1 with the pointer left on the '.'.
+// input; a trailing "1." reads as 1 with the pointer left on the '.'. REQUIRES: First <= Last (reported, then
+// invalid_argument with Value untouched).
 std::from_chars_result from_chars( const char* First, const char* Last, CFixedPoint& Value );
 // Writes the fewest digits that represent the value exactly: "1", "-0.5", "0.00001".
 std::to_chars_result to_chars( char* First, char* Last, CFixedPoint Value );

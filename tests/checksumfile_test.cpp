@@ -19,7 +19,7 @@ TEST( CChecksumFile, SumsEverythingWrittenAsAFileOfThoseBytesWouldBe )
     EXPECT_EQ( File.GetFileName(), "checksum" );
     EXPECT_TRUE( File.IsGood() );
     std::string Written;
-    for ( int nStep = 0; nStep < 2000; ++nStep )
+    for ( int nStep = 0; nStep < 300; ++nStep )
     {
         const uint32 nKind = Random() % 4;
         const int32 Value = int32( Random() );
@@ -66,4 +66,27 @@ TEST( CChecksumFile, RefusesEveryRead )
     EXPECT_FALSE( File.ReadRange( 0, -1, []( void*, const void*, int32 ) {}, nullptr ) );
     File.GetChar();
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>( 5, "Read mode is not allowed." ) );
+}
+
+// Every Reopen starts from the state of a file just opened, whatever the mode; the modes decide the sums.
+TEST( CChecksumFile, ReopenResetsTheFileFirstInEveryMode )
+{
+    CAssertRecorder Asserts;
+    CChecksumFile File;
+    const uint32 Modes[] = { CFile::OPEN_READ, CFile::OPEN_WRITE, CFile::OPEN_WRITE_APPEND, 7 };
+    const bool Results[] = { false, true, true, false };
+    const uint32 ModesAfter[] = { CFile::OPEN_WRITE, CFile::OPEN_WRITE, CFile::OPEN_WRITE_APPEND, 7 };
+    const uint32 SumsAfter[] = { 0, 0, 0x00010001, 0x00010001 };
+    for ( int I = 0; I < 4; ++I )
+    {
+        File.SetType( 1 );
+        File.WriteUInt8( 1 );
+        EXPECT_EQ( File.Reopen( 0, Modes[I] ), Results[I] ) << I;
+        EXPECT_TRUE( File.IsBinary() ) << I;
+        EXPECT_EQ( File.GetMode(), ModesAfter[I] ) << I;
+        EXPECT_EQ( File.GetChecksum( 0 ), SumsAfter[I] ) << I;
+        File.Rewind();
+    }
+    EXPECT_EQ( Asserts.Texts(),
+               ( std::vector<std::string>{ "OPEN_READ is not allowed, assuming OPEN_WRITE.", "Invalid enum" } ) );
 }

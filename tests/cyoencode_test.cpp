@@ -89,7 +89,7 @@ TEST( CyoEncode, RoundTripsRandomDataOfEveryLength )
     CAssertRecorder Asserts;
     for ( const SScheme& Scheme : s_Schemes )
     {
-        for ( uint32 nSize = 0; nSize <= 400; ++nSize )
+        for ( uint32 nSize = 0; nSize <= 100; ++nSize )
         {
             std::string Bytes( nSize, '\0' );
             for ( char& Byte : Bytes )

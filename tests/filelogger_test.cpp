@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,6 +26,16 @@ std::string LineOf( uint32 Flags, const char* pFile, uint32 Line, const std::str
         Logger.Log( 1, pFile, Line, CString( Message ) );
     }
     return ReadWholeFile( Path.Path() );
+}
+
+// The text with every digit as '9', so that times and line numbers compare by their shape.
+std::string Shape( std::string Text )
+{
+    for ( char& Char : Text )
+    {
+        Char = Char >= '0' && Char <= '9' ? '9' : Char;
+    }
+    return Text;
 }
 
 // Sees every message with its logger.
@@ -63,10 +73,8 @@ TEST( CFileLogger, PrefixesTimeAndLocationByTheFlags )
     EXPECT_EQ( LineOf( CFileLogger::LOG_FLAG_LOCATION, "C:\\src\\win.cpp", 3, "x\n" ), "[win.cpp:3]: x\r\n" );
     EXPECT_EQ( LineOf( CFileLogger::LOG_FLAG_LOCATION, "src/dir//", 4, "x\n" ), "[dir:4]: x\r\n" )
         << "trailing separators are trimmed first";
-    EXPECT_TRUE( std::regex_match( LineOf( CFileLogger::LOG_FLAG_TIMESTAMP, "a.cpp", 1, "t\n" ),
-                                   std::regex( R"(\[\d\d:\d\d:\d\d\]: t\r\n)" ) ) );
-    EXPECT_TRUE( std::regex_match( LineOf( c_AllFlags, "x/a.cpp", 77, "both\n" ),
-                                   std::regex( R"(\[\d\d:\d\d:\d\d\]\[a\.cpp:77\]: both\r\n)" ) ) );
+    EXPECT_EQ( Shape( LineOf( CFileLogger::LOG_FLAG_TIMESTAMP, "a.cpp", 1, "t\n" ) ), "[99:99:99]: t\r\n" );
+    EXPECT_EQ( Shape( LineOf( c_AllFlags, "x/a.cpp", 77, "both\n" ) ), "[99:99:99][a.cpp:99]: both\r\n" );
 }
 
 TEST( CFileLogger, AnEmptyFileNameWritesNoPrefixWhateverTheFlags )
@@ -122,8 +130,7 @@ TEST( CFileLogger, ThreadsLoseAndInterleaveNoLine )
     constexpr uint32 c_Category = 1001;
     constexpr int nThreads = 4;
     constexpr int nMessages = 150;
-    const std::regex LinePattern( R"(\[filelogger_test\.cpp:(\d+)\]: thread (\d+) message (\d+) (stream|printf))" );
-    for ( int Round = 0; Round < 10; ++Round )
+    for ( int Round = 0; Round < 4; ++Round )
     {
         CLogGuard Guard( { c_Category } );
         CTempPath Path( "threads.log" );
@@ -155,12 +162,14 @@ TEST( CFileLogger, ThreadsLoseAndInterleaveNoLine )
             const size_t End = Text.find( "\r\n", Start );
             ASSERT_NE( End, std::string::npos ) << "unterminated tail in round " << Round;
             const std::string Line = Text.substr( Start, End - Start );
-            std::smatch Match;
-            ASSERT_TRUE( std::regex_match( Line, Match, LinePattern ) ) << "round " << Round << ": " << Line;
-            const int Thread = std::stoi( Match[ 2 ] );
-            const int Message = std::stoi( Match[ 3 ] );
-            ASSERT_TRUE( Thread < nThreads && Message < nMessages ) << Line;
-            EXPECT_EQ( Match[ 4 ], Message % 2 == 0 ? "stream" : "printf" ) << Line;
+            int Thread = -1;
+            int Message = -1;
+            std::sscanf( Line.c_str(), "[filelogger_test.cpp:%*d]: thread %d message %d", &Thread, &Message );
+            ASSERT_TRUE( Thread >= 0 && Thread < nThreads && Message >= 0 && Message < nMessages ) << Line;
+            const std::string Expected = "]: thread " + std::to_string( Thread ) + " message " +
+                                         std::to_string( Message ) + ( Message % 2 == 0 ? " stream" : " printf" );
+            ASSERT_EQ( Line.rfind( "[filelogger_test.cpp:", 0 ), 0u ) << Line;
+            ASSERT_EQ( Line.substr( Line.find( ']' ) ), Expected ) << "round " << Round;
             ++Seen[ Thread ][ Message ];
             Start = End + 2;
         }

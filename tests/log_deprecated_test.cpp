@@ -11,6 +11,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <type_traits>
 
 namespace
 {
@@ -84,6 +85,27 @@ TEST( CLogStream, LogsOnDestructionWithCountsAndRawValues )
     EXPECT_EQ( Messages[ 0 ].Text, "a view owned -255 4294967295 0.1\nsecond\n" ) << "std::hex must not apply";
     EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
     EXPECT_EQ( pLogger->GetLineCounter(), 2u );
+}
+
+// Every arithmetic operand is written raw and keeps the chain on the log stream, whatever came before it.
+TEST( CLogStream, EveryArithmeticTypeIsWrittenRawAndChains )
+{
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = InstallRecordingLogger();
+    {
+        CLogStream Stream( GetLogger(), "unit.cpp", 1, 5 );
+        Stream << std::hex << std::showpos << std::boolalpha << int64( 1 ) << ' ' << int32( 255 ) << ' ' << true << ' '
+               << int8( -8 ) << ' ' << uint8( 200 ) << ' ' << int16( -16 ) << ' ' << uint16( 65535 ) << ' '
+               << uint64( 18446744073709551615ull ) << ' ' << int64( -9223372036854775807 - 1 ) << ' ' << 2.5 << ' '
+               << 0.1 << ' ' << 1.5L << ' ' << -0.25f << ' ' << false << ' ' << 42L << ' ' << 43UL << ' '
+               << (long long)( -44 ) << ' ' << (unsigned long long)( 45 ) << ' ' << short( 46 ) << ' '
+               << (unsigned short)( 47 ) << ' ' << (signed char)( 48 ) << ' ' << (unsigned char)( 49 ) << ' ' << 50u
+               << ' ' << 51;
+        static_assert( std::is_same_v<decltype( Stream << int64( 1 ) << uint8( 1 ) << 1.0 << true ), CLogStream&> );
+    }
+    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "1 255 1 -8 200 -16 65535 18446744073709551615 "
+                                                           "-9223372036854775808 2.5 0.1 1.5 -0.25 0 42 43 -44 45 46 "
+                                                           "47 48 49 50 51" } );
 }
 
 TEST( LogPrintf, AddsOneLineEndAndLeavesTheCountersAlone )

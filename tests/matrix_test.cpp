@@ -14,121 +14,65 @@ namespace
 {
 constexpr uint32 nSeed = 5150;
 constexpr float Pi = std::numbers::pi_v<float>;
+constexpr float Half = 0.70710678f;
 
-// Row-major double matrices as the reference; the products under test are float.
-using CReference = std::vector<std::vector<double>>;
-
-template <typename MatrixT>
-CReference ToReference( const MatrixT& Matrix, int32 nRows, int32 nColumns )
+// A 4x4 view of any matrix: the rows and columns it lacks are those of the identity.
+template <typename MatrixT> float At( const MatrixT& Matrix, int32 nRows, int32 nColumns, int32 Row, int32 Column )
 {
-    CReference Result( 4, std::vector<double>( 4, 0.0 ) );
-    Result[3][3] = 1.0;
-    for ( int32 Row = 0; Row < nRows; ++Row )
-    {
-        for ( int32 Column = 0; Column < nColumns; ++Column )
-        {
-            Result[Row][Column] = Matrix( Row, Column );
-        }
-    }
-    return Result;
+    return Row < nRows && Column < nColumns ? Matrix( Row, Column ) : ( Row == Column ? 1.0f : 0.0f );
 }
 
-CReference Multiply( const CReference& Left, const CReference& Right )
+// Result column j sums A's columns weighted by column j of B: left to right in the scalar form, pairwise (the
+// horizontal adds) in the vector form. Both are exact float computations, so the products must match bitwise.
+template <typename LeftT, typename RightT, typename ResultT>
+void ExpectProductOrder( const LeftT& A, int32 nRowsA, int32 nColsA, const RightT& B, int32 nRowsB, int32 nColsB,
+                         const ResultT& Result, int32 nRows, int32 nColumns, bool bPairwise, const std::string& What )
 {
-    CReference Result( 4, std::vector<double>( 4, 0.0 ) );
-    for ( int I = 0; I < 4; ++I )
+    for ( int32 I = 0; I < nRows; ++I )
     {
-        for ( int J = 0; J < 4; ++J )
+        for ( int32 J = 0; J < nColumns; ++J )
         {
-            for ( int K = 0; K < 4; ++K )
+            float Terms[4];
+            for ( int32 K = 0; K < 4; ++K )
             {
-                Result[I][J] += Left[I][K] * Right[K][J];
+                Terms[K] = At( A, nRowsA, nColsA, I, K ) * At( B, nRowsB, nColsB, K, J );
             }
-        }
-    }
-    return Result;
-}
-
-// Every element within a relative tolerance of the reference's largest magnitude.
-template <typename MatrixT>
-void ExpectNear( const MatrixT& Matrix, const CReference& Reference, int32 nRows, int32 nColumns,
-                 const std::string& What, double Tolerance = 1e-6 )
-{
-    double Largest = 1.0;
-    for ( const auto& Row : Reference )
-    {
-        for ( double Value : Row )
-        {
-            Largest = std::max( Largest, std::fabs( Value ) );
-        }
-    }
-    for ( int32 Row = 0; Row < nRows; ++Row )
-    {
-        for ( int32 Column = 0; Column < nColumns; ++Column )
-        {
-            ASSERT_NEAR( Matrix( Row, Column ), Reference[Row][Column], Largest * Tolerance )
-                << What << " at ( " << Row << ", " << Column << " )";
+            const float Expected = bPairwise ? ( Terms[0] + Terms[1] ) + ( Terms[2] + Terms[3] )
+                                             : ( ( Terms[0] + Terms[1] ) + Terms[2] ) + Terms[3];
+            ASSERT_EQ( Result( I, J ), Expected ) << What << " at ( " << I << ", " << J << " )";
         }
     }
 }
 
-class CRandomMatrices
-{
-public:
-    explicit CRandomMatrices( uint32 nSeedValue ) : _Random( nSeedValue ) {}
-    float Next() { return _Distribution( _Random ); }
-    CMatrix4x4 Next4x4() { return CMatrix4x4::FromRows( NextValues<16>().Values ); }
-    CMatrix3x4 Next3x4() { return CMatrix3x4::FromRows( NextValues<12>().Values ); }
-    CMatrix3x3 Next3x3() { return CMatrix3x3::FromRows( NextValues<9>().Values ); }
-    CVector3 NextUnit() { return Normalized( CVector3( Next(), Next(), Next() ) ); }
-
-private:
-    template <int N>
-    struct SValues
-    {
-        float Values[N];
-    };
-    template <int N>
-    SValues<N> NextValues()
-    {
-        SValues<N> Result;
-        for ( float& Value : Result.Values )
-        {
-            Value = Next();
-        }
-        return Result;
-    }
-
-    std::mt19937 _Random;
-    std::uniform_real_distribution<float> _Distribution{ -10.0f, 10.0f };
-};
-
-// The operands of the matrix benchmarks.
-CMatrix4x4 Benchmark4x4( float Scale )
-{
-    return CMatrix4x4::FromRows( { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16 } ) * Scale;
-}
-
-// Both forms of every product against the double reference.
-void ExpectAllProductsNear( const CMatrix4x4& A4, const CMatrix4x4& B4, const CMatrix3x3& A3, const CMatrix3x3& B3,
-                            const std::string& What )
+void CheckAllProducts( const CMatrix4x4& A4, const CMatrix4x4& B4, const CMatrix3x3& A3, const CMatrix3x3& B3,
+                       const std::string& What )
 {
     const CMatrix3x4 A34( A4 );
     const CMatrix3x4 B34( B4 );
-    const CReference Product4 = Multiply( ToReference( A4, 4, 4 ), ToReference( B4, 4, 4 ) );
-    const CReference Product3 = Multiply( ToReference( A3, 3, 3 ), ToReference( B3, 3, 3 ) );
-    const CReference Product34 = Multiply( ToReference( A34, 3, 4 ), ToReference( B34, 3, 4 ) );
-    ExpectNear( A4 * B4, Product4, 4, 4, What + ": 4x4 scalar" );
-    ExpectNear( ( CSimdMatrix4x4( A4 ) * CSimdMatrix4x4( B4 ) ).ToMatrix4x4(), Product4, 4, 4, What + ": 4x4 vector" );
-    ExpectNear( A3 * B3, Product3, 3, 3, What + ": 3x3 scalar" );
-    ExpectNear( ( CSimdMatrix4x4( A3 ) * CSimdMatrix4x4( B3 ) ).ToMatrix3x3(), Product3, 3, 3, What + ": 3x3 vector" );
-    ExpectNear( A34 * B34, Product34, 3, 4, What + ": 3x4 scalar" );
-    ExpectNear( ( CSimdMatrix4x4( A34 ) * CSimdMatrix4x4( B34 ) ).ToMatrix3x4(), Product34, 3, 4,
-                What + ": 3x4 vector" );
-    ExpectNear( ( CSimdMatrix4x4( A34 ) * CSimdMatrix4x4( B4 ) ).ToMatrix4x4(),
-                Multiply( ToReference( A34, 3, 4 ), ToReference( B4, 4, 4 ) ), 4, 4, What + ": 3x4 times 4x4" );
-    ExpectNear( ( CSimdMatrix4x4( A4 ) * CSimdMatrix4x4( B34 ) ).ToMatrix4x4(),
-                Multiply( ToReference( A4, 4, 4 ), ToReference( B34, 3, 4 ) ), 4, 4, What + ": 4x4 times 3x4" );
+    ExpectProductOrder( A4, 4, 4, B4, 4, 4, A4 * B4, 4, 4, false, What + ": 4x4 scalar" );
+    ExpectProductOrder( A4, 4, 4, B4, 4, 4, ( CSimdMatrix4x4( A4 ) * CSimdMatrix4x4( B4 ) ).ToMatrix4x4(), 4, 4, true,
+                        What + ": 4x4 vector" );
+    // The missing fourth terms are exact zeros, so the 3x3 scalar order is the three-term sum.
+    ExpectProductOrder( A3, 3, 3, B3, 3, 3, A3 * B3, 3, 3, false, What + ": 3x3 scalar" );
+    ExpectProductOrder( A3, 3, 3, B3, 3, 3, ( CSimdMatrix4x4( A3 ) * CSimdMatrix4x4( B3 ) ).ToMatrix3x3(), 3, 3, true,
+                        What + ": 3x3 vector" );
+    ExpectProductOrder( A34, 3, 4, B34, 3, 4, A34 * B34, 3, 4, false, What + ": 3x4 scalar" );
+    ExpectProductOrder( A34, 3, 4, B34, 3, 4, ( CSimdMatrix4x4( A34 ) * CSimdMatrix4x4( B34 ) ).ToMatrix3x4(), 3, 4,
+                        true, What + ": 3x4 vector" );
+    ExpectProductOrder( A34, 3, 4, B4, 4, 4, ( CSimdMatrix4x4( A34 ) * CSimdMatrix4x4( B4 ) ).ToMatrix4x4(), 4, 4, true,
+                        What + ": 3x4 times 4x4" );
+    ExpectProductOrder( A4, 4, 4, B34, 3, 4, ( CSimdMatrix4x4( A4 ) * CSimdMatrix4x4( B34 ) ).ToMatrix4x4(), 4, 4, true,
+                        What + ": 4x4 times 3x4" );
+}
+
+template <typename MatrixT, int N> MatrixT RandomMatrix( std::mt19937& Random )
+{
+    float Values[N];
+    for ( float& Value : Values )
+    {
+        Value = std::uniform_real_distribution<float>( -10.0f, 10.0f )( Random );
+    }
+    return MatrixT::FromRows( Values );
 }
 
 // Equal as rotations: q and -q turn alike.
@@ -140,23 +84,30 @@ void ExpectSameRotation( const CQuaternion& Actual, const CQuaternion& Expected,
         EXPECT_NEAR( Actual[I] * Sign, Expected[I], 1e-5f ) << What << ", component " << I;
     }
 }
-
-void ExpectNearVector( const CVector3& Actual, const CVector3& Expected, float Tolerance, const std::string& What )
-{
-    EXPECT_NEAR( Actual.X(), Expected.X(), Tolerance ) << What;
-    EXPECT_NEAR( Actual.Y(), Expected.Y(), Tolerance ) << What;
-    EXPECT_NEAR( Actual.Z(), Expected.Z(), Tolerance ) << What;
-}
 } // namespace
 
-TEST( Matrix, VectorAndScalarProductsAgreeOnRandomMatrices )
+TEST( Matrix, ProductsSumInTheirStatedOrder )
 {
-    CRandomMatrices Random( nSeed );
-    for ( int I = 0; I < 200; ++I )
+    // The benchmark operands, a case where the two orders give different floats, and random draws.
+    const CMatrix4x4 Rows4 = CMatrix4x4::FromRows( { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16 } );
+    const CMatrix3x3 Rows3 = CMatrix3x3::FromRows( { 1, 2, 3, 4, 5, 6, 7, 8, 9 } );
+    CheckAllProducts( Rows4 * 3.7f, Rows4 * 0.2f, Rows3 * 3.7f, Rows3 * 0.2f, "benchmark operands" );
+    const CMatrix4x4 Cancelling = CMatrix4x4::FromRows( { 1e8f, 1, -1e8f, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1 } );
+    EXPECT_EQ( ( Cancelling * CMatrix4x4::Identity() )( 0, 0 ), 1e8f );
+    EXPECT_EQ( ( Cancelling * CMatrix4x4::FromRows( { 1, 0, 0, 0, 1, 1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1 } ) )( 0, 0 ),
+               1.0f );
+    CheckAllProducts( Cancelling, CMatrix4x4::FromRows( { 1, 0, 0, 0, 1, 1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1 } ), Rows3,
+                      Rows3, "cancelling terms" );
+    std::mt19937 Random( nSeed );
+    for ( int I = 0; I < 50; ++I )
     {
-        ExpectAllProductsNear( Random.Next4x4(), Random.Next4x4(), Random.Next3x3(), Random.Next3x3(),
-                               "seed " + std::to_string( nSeed ) + ", draw " + std::to_string( I ) );
+        CheckAllProducts( RandomMatrix<CMatrix4x4, 16>( Random ), RandomMatrix<CMatrix4x4, 16>( Random ),
+                          RandomMatrix<CMatrix3x3, 9>( Random ), RandomMatrix<CMatrix3x3, 9>( Random ),
+                          "seed " + std::to_string( nSeed ) + ", draw " + std::to_string( I ) );
     }
+    const CMatrix4x4 Any = RandomMatrix<CMatrix4x4, 16>( Random );
+    EXPECT_EQ( CMatrix4x4::Identity() * Any, Any );
+    EXPECT_EQ( ( CSimdMatrix4x4( CMatrix4x4::Identity() ) * CSimdMatrix4x4( Any ) ).ToMatrix4x4(), Any );
 }
 
 TEST( Matrix, ColumnSetterAndScaleCheckTheColumn )
@@ -176,140 +127,121 @@ TEST( Matrix, ColumnSetterAndScaleCheckTheColumn )
     EXPECT_EQ( Matrix, Before );
 }
 
-TEST( Matrix, DeterminantAndInverseAgainstTheReference )
-{
-    CRandomMatrices Random( nSeed );
-    for ( int N = 0; N < 200; ++N )
-    {
-        const CMatrix4x4 M = Random.Next4x4();
-        // Laplace expansion along the first row, in double.
-        const CReference R = ToReference( M, 4, 4 );
-        double Expected = 0.0;
-        for ( int Column = 0; Column < 4; ++Column )
-        {
-            double Minor[3][3];
-            for ( int Row = 1; Row < 4; ++Row )
-            {
-                for ( int C = 0, Target = 0; C < 4; ++C )
-                {
-                    if ( C != Column )
-                    {
-                        Minor[Row - 1][Target++] = R[Row][C];
-                    }
-                }
-            }
-            const double MinorDeterminant = Minor[0][0] * ( Minor[1][1] * Minor[2][2] - Minor[1][2] * Minor[2][1] ) -
-                                            Minor[0][1] * ( Minor[1][0] * Minor[2][2] - Minor[1][2] * Minor[2][0] ) +
-                                            Minor[0][2] * ( Minor[1][0] * Minor[2][1] - Minor[1][1] * Minor[2][0] );
-            Expected += ( Column % 2 ? -1.0 : 1.0 ) * R[0][Column] * MinorDeterminant;
-        }
-        ASSERT_NEAR( M.Determinant(), Expected, 1e-3 * std::max( 1.0, std::fabs( Expected ) ) )
-            << "seed " << nSeed << ", draw " << N;
-
-        CMatrix4x4 Inverse;
-        ASSERT_EQ( M.TryInvert( Inverse ), std::fabs( M.Determinant() ) > 1e-5f );
-        if ( std::fabs( Expected ) > 1.0 )
-        {
-            ExpectNear( M * Inverse, ToReference( CMatrix4x4::Identity(), 4, 4 ), 4, 4,
-                        "M * M^-1, seed " + std::to_string( nSeed ) + ", draw " + std::to_string( N ), 1e-3 );
-        }
-    }
-}
-
-TEST( Matrix, TryInvertRefusesANearlySingularMatrixAndLeavesTheOutput )
+TEST( Matrix, DeterminantAndInverse )
 {
     const CMatrix4x4 Small = CMatrix4x4::FromRows( { 1e-6f, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1 } );
     EXPECT_FLOAT_EQ( Small.Determinant(), 1e-6f );
-    CMatrix4x4 Output = Benchmark4x4( 1.0f );
+    CMatrix4x4 Output = CMatrix4x4::Identity();
     EXPECT_FALSE( Small.TryInvert( Output ) );
-    EXPECT_EQ( Output, Benchmark4x4( 1.0f ) );
-
+    EXPECT_EQ( Output, CMatrix4x4::Identity() ) << "a refused inverse leaves the output";
     const CMatrix4x4 Scaled = CMatrix4x4::FromRows( { 2, 0, 0, 0, 0, 4, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1 } );
     ASSERT_TRUE( Scaled.TryInvert( Output ) );
     EXPECT_EQ( Output, CMatrix4x4::FromRows( { 0.5f, 0, 0, 0, 0, 0.25f, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1 } ) );
+    // A permutation with a shear: determinant -6.
+    EXPECT_FLOAT_EQ( CMatrix4x4::FromRows( { 0, 2, 0, 0, 1, 0, 0, 5, 0, 0, 3, 0, 0, 0, 0, 1 } ).Determinant(), -6.0f );
+
+    std::mt19937 Random( nSeed );
+    for ( int N = 0; N < 100; ++N )
+    {
+        const CMatrix4x4 M = RandomMatrix<CMatrix4x4, 16>( Random );
+        CMatrix4x4 Inverse;
+        ASSERT_EQ( M.TryInvert( Inverse ), std::fabs( M.Determinant() ) > 1e-5f );
+        const CMatrix4x4 Product = M * Inverse;
+        for ( int32 I = 0; I < 16 && std::fabs( M.Determinant() ) > 1.0f; ++I )
+        {
+            ASSERT_NEAR( Product( I / 4, I % 4 ), I / 4 == I % 4 ? 1.0f : 0.0f, 1e-3f )
+                << "seed " << nSeed << ", draw " << N;
+        }
+    }
 }
 
 TEST( Matrix, RotationsTurnCounterClockwiseAboutTheirAxis )
 {
-    const CVector3 X( 1, 0, 0 );
-    const CVector3 Y( 0, 1, 0 );
-    const CVector3 Z( 0, 0, 1 );
-    ExpectNearVector( CMatrix3x3::RotationZ( Pi / 2 ) * X, Y, 1e-6f, "z turns x to y" );
-    ExpectNearVector( CMatrix3x3::RotationX( Pi / 2 ) * Y, Z, 1e-6f, "x turns y to z" );
-    ExpectNearVector( CMatrix3x3::RotationY( Pi / 2 ) * Z, X, 1e-6f, "y turns z to x" );
-
-    CRandomMatrices Random( nSeed );
-    for ( int N = 0; N < 100; ++N )
+    const CVector3 Axes[] = { CVector3( 1, 0, 0 ), CVector3( 0, 1, 0 ), CVector3( 0, 0, 1 ) };
+    const CMatrix3x3 Quarter[] = { CMatrix3x3::RotationX( Pi / 2 ), CMatrix3x3::RotationY( Pi / 2 ),
+                                   CMatrix3x3::RotationZ( Pi / 2 ) };
+    for ( int32 A = 0; A < 3; ++A )
     {
-        const float Angle = Random.Next();
-        const std::string What = "seed " + std::to_string( nSeed ) + ", angle " + std::to_string( Angle );
+        // x turns y to z, y turns z to x, z turns x to y; the unit-axis forms are the general one's.
+        const CVector3 Turned = Quarter[A] * Axes[( A + 1 ) % 3];
         for ( int32 I = 0; I < 3; ++I )
         {
+            EXPECT_NEAR( Turned[I], Axes[( A + 2 ) % 3][I], 1e-6f ) << "axis " << A;
             for ( int32 J = 0; J < 3; ++J )
             {
-                EXPECT_NEAR( CMatrix3x3::RotationX( Angle )( I, J ), CMatrix3x3::Rotation( X, Angle )( I, J ), 1e-6f );
-                EXPECT_NEAR( CMatrix3x3::RotationY( Angle )( I, J ), CMatrix3x3::Rotation( Y, Angle )( I, J ), 1e-6f );
-                EXPECT_NEAR( CMatrix3x3::RotationZ( Angle )( I, J ), CMatrix3x3::Rotation( Z, Angle )( I, J ), 1e-6f );
-            }
-        }
-        const CVector3 Axis = Random.NextUnit();
-        const CMatrix3x3 Rotation = CMatrix3x3::Rotation( Axis, Angle );
-        ExpectNearVector( Rotation * Axis, Axis, 1e-5f, "the axis stays, " + What );
-        // Orthonormal: R * R^T is the identity.
-        for ( int32 I = 0; I < 3; ++I )
-        {
-            for ( int32 J = 0; J < 3; ++J )
-            {
-                EXPECT_NEAR( Dot( CVector3( Rotation( I, 0 ), Rotation( I, 1 ), Rotation( I, 2 ) ),
-                                  CVector3( Rotation( J, 0 ), Rotation( J, 1 ), Rotation( J, 2 ) ) ),
-                             I == J ? 1.0f : 0.0f, 1e-5f )
-                    << What;
+                EXPECT_NEAR( Quarter[A]( I, J ), CMatrix3x3::Rotation( Axes[A], Pi / 2 )( I, J ), 1e-6f );
             }
         }
     }
 }
 
-TEST( Quaternion, AxisAngleMatrixAndEulerFormsAgree )
+TEST( Quaternion, HelpersGiveTheStatedRotations )
 {
-    CRandomMatrices Random( nSeed );
     const CVector3 X( 1, 0, 0 );
     const CVector3 Y( 0, 1, 0 );
     const CVector3 Z( 0, 0, 1 );
-    for ( int N = 0; N < 200; ++N )
+    const CQuaternion Identity( 0, 0, 0, 1 );
+    const CQuaternion Z90( 0, 0, Half, Half );
+    const CQuaternion Z45( 0, 0, std::sin( Pi / 8 ), std::cos( Pi / 8 ) );
+    const std::pair<CQuaternion, CQuaternion> Cases[] = {
+        { QuaternionFromAxisAngle( Z, Pi / 2 ), Z90 },
+        { QuaternionFromEuler( Pi / 2, 0, 0 ), Z90 },
+        { QuaternionFromEuler( 0, Pi / 2, 0 ), CQuaternion( 0, Half, 0, Half ) },
+        { QuaternionFromEuler( 0, 0, Pi / 2 ), CQuaternion( Half, 0, 0, Half ) },
+        // Roll first, then pitch, then yaw.
+        { QuaternionFromEuler( Pi / 2, Pi / 2, 0 ), CQuaternion( -0.5f, 0.5f, 0.5f, 0.5f ) },
+        { QuaternionBetween( X, Y ), Z90 },
+        { QuaternionBetween( CVector3( 2, 0, 0 ), CVector3( 0, 0, 3 ) ), CQuaternion( 0, -Half, 0, Half ) },
+        // Opposite vectors: half a turn about a perpendicular axis built from the larger components.
+        { QuaternionBetween( X, CVector3( -1, 0, 0 ) ), CQuaternion( 0, 1, 0, 0 ) },
+        { QuaternionBetween( Z, CVector3( 0, 0, -2 ) ), CQuaternion( 0, -1, 0, 0 ) },
+        { QuaternionFromMatrix( CMatrix3x3::RotationZ( Pi / 2 ) ), Z90 },
+        { QuaternionFromMatrix( CMatrix3x3::RotationX( Pi ) ), CQuaternion( 1, 0, 0, 0 ) },
+        { QuaternionFromMatrix( CMatrix3x3::RotationY( Pi * 0.999f ) ), QuaternionFromAxisAngle( Y, Pi * 0.999f ) },
+        { QuaternionMultiply( Z90, Z90 ), CQuaternion( 0, 0, 1, 0 ) },
+        { QuaternionSlerp( Identity, Z90, 0.5f ), Z45 },
+        // The shorter arc: the far sign of the target is turned round.
+        { QuaternionSlerp( Identity, -Z90, 0.5f ), Z45 },
+        { QuaternionSlerp( Identity, CQuaternion( 0, 0, 0, -1 ), 0.5f ), Identity },
+        { QuaternionSlerp( Z90, Z90, 0.25f ), Z90 },
+    };
+    for ( size_t I = 0; I < std::size( Cases ); ++I )
     {
-        const std::string What = "seed " + std::to_string( nSeed ) + ", draw " + std::to_string( N );
-        const CVector3 Axis = Random.NextUnit();
-        const float Angle = Random.Next() * 0.3f;
-        const CQuaternion Rotation = QuaternionFromAxisAngle( Axis, Angle );
-        const CVector3 Value( Random.Next(), Random.Next(), Random.Next() );
-        ExpectNearVector( RotateByQuaternion( Rotation, Value ), CMatrix3x3::Rotation( Axis, Angle ) * Value, 1e-4f,
-                          What );
-        ExpectSameRotation( QuaternionFromMatrix( CMatrix3x3::Rotation( Axis, Angle ) ), Rotation, What );
-
-        const float Yaw = Random.Next() * 0.3f;
-        const float Pitch = Random.Next() * 0.3f;
-        const float Roll = Random.Next() * 0.3f;
-        ExpectSameRotation( QuaternionFromEuler( Yaw, Pitch, Roll ),
-                            QuaternionMultiply( QuaternionFromAxisAngle( Z, Yaw ),
-                                                QuaternionMultiply( QuaternionFromAxisAngle( Y, Pitch ),
-                                                                    QuaternionFromAxisAngle( X, Roll ) ) ),
-                            What );
+        ExpectSameRotation( Cases[I].first, Cases[I].second, "case " + std::to_string( I ) );
     }
-    // Half turns have a trace of -1 and take the branches of the largest diagonal element.
-    for ( const CVector3& Axis : { X, Y, Z, Normalized( CVector3( 1, 2, 3 ) ), Normalized( CVector3( 3, -1, 2 ) ) } )
+    const CVector3 Turned = RotateByQuaternion( Z90, X );
+    EXPECT_NEAR( Turned.X(), 0.0f, 1e-6f );
+    EXPECT_NEAR( Turned.Y(), 1.0f, 1e-6f );
+
+    // The quaternion and the matrix of one axis and angle turn alike.
+    std::mt19937 Random( nSeed );
+    std::uniform_real_distribution<float> Draw( -3.0f, 3.0f );
+    for ( int N = 0; N < 50; ++N )
     {
-        ExpectSameRotation( QuaternionFromMatrix( CMatrix3x3::Rotation( Axis, Pi * 0.999f ) ),
-                            QuaternionFromAxisAngle( Axis, Pi * 0.999f ), "half turn" );
+        const CVector3 Axis = Normalized( CVector3( Draw( Random ), Draw( Random ), Draw( Random ) ) );
+        const float Angle = Draw( Random );
+        const CVector3 Value( Draw( Random ), Draw( Random ), Draw( Random ) );
+        const CVector3 ByQuaternion = RotateByQuaternion( QuaternionFromAxisAngle( Axis, Angle ), Value );
+        const CVector3 ByMatrix = CMatrix3x3::Rotation( Axis, Angle ) * Value;
+        for ( int32 I = 0; I < 3; ++I )
+        {
+            EXPECT_NEAR( ByQuaternion[I], ByMatrix[I], 1e-4f ) << "seed " << nSeed << ", draw " << N;
+        }
     }
 }
 
 TEST( Geometry, SegmentsIntersectOnlyStrictlyInside )
 {
-    EXPECT_TRUE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 0, 4, 4, 0 ) ) );
-    EXPECT_TRUE( LineSegmentsIntersect( CVector4( 4, 4, 0, 0 ), CVector4( 1, 3, 3, 1 ) ) );
-    EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 4, 4, 8, 0 ) ) ) << "shared end point";
-    EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 2, 2, 6, 0 ) ) ) << "end point on the other";
-    EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 0, 1, 4, 5 ) ) ) << "parallel";
-    EXPECT_FALSE( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), CVector4( 5, 0, 9, -4 ) ) ) << "crossing beyond";
-    EXPECT_FALSE( LineSegmentsIntersect( CVector4( 2, -1, 2, 5 ), CVector4( 0, 0, 4, 4 ) ) ) << "vertical";
+    const std::pair<CVector4, bool> Cases[] = {
+        { CVector4( 0, 4, 4, 0 ), true },   { CVector4( 1, 3, 3, 1 ), true },
+        { CVector4( 4, 4, 8, 0 ), false },  // a shared end point
+        { CVector4( 2, 2, 6, 0 ), false },  // an end point on the other
+        { CVector4( 0, 1, 4, 5 ), false },  // parallel
+        { CVector4( 5, 0, 9, -4 ), false }, // crossing beyond the ends
+        { CVector4( 2, -1, 2, 5 ), false }, // vertical
+    };
+    for ( const auto& [Other, bExpected] : Cases )
+    {
+        EXPECT_EQ( LineSegmentsIntersect( CVector4( 0, 0, 4, 4 ), Other ), bExpected ) << Other[0] << ", " << Other[1];
+    }
 }

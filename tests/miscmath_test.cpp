@@ -13,7 +13,7 @@
 namespace
 {
 constexpr uint64 nSeed = 20240611;
-constexpr int nDraws = 20000;
+constexpr int nDraws = 300;
 
 template <typename T>
 using UnsignedT = std::make_unsigned_t<T>;

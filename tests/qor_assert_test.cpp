@@ -6,6 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <cstring>
 #include <string>
 
 namespace
@@ -176,14 +181,49 @@ TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
     EXPECT_FALSE( bBreak );
 }
 
-TEST( QorAssertDeathTest, FatalLogOnlyReportCrashesOnPurpose )
+namespace
+{
+// Tells on standard error what the faulting store writes, then lets the store run again unhandled. On x86-64
+// the value is either the immediate of the faulting instruction or in the register it stores from.
+void DescribeCrashStore( int, siginfo_t* pInfo, void* pContext )
+{
+    bool bStores47283 = false;
+#if defined( __x86_64__ )
+    const greg_t* pRegisters = static_cast<ucontext_t*>( pContext )->uc_mcontext.gregs;
+    const unsigned char* pCode = reinterpret_cast<const unsigned char*>( pRegisters[REG_RIP] );
+    const unsigned char Immediate[] = { 0xb3, 0xb8, 0x00, 0x00 };
+    for ( int I = 0; I + 4 <= 15; ++I )
+    {
+        bStores47283 = bStores47283 || std::memcmp( pCode + I, Immediate, 4 ) == 0;
+    }
+    for ( int I = 0; I < NGREG; ++I )
+    {
+        bStores47283 = bStores47283 || ( I != REG_RIP && ( pRegisters[I] & 0xffffffff ) == 47283 );
+    }
+#else
+    (void)pContext;
+    bStores47283 = true;
+#endif
+    const char* pText =
+        bStores47283 && pInfo->si_addr == nullptr ? "stores 47283 at address 0\n" : "stores another value\n";
+    [[maybe_unused]] const ssize_t nWritten = write( 2, pText, std::strlen( pText ) );
+    signal( SIGSEGV, SIG_DFL );
+}
+} // namespace
+
+TEST( QorAssertDeathTest, FatalLogOnlyReportStores47283AtAddressZero )
 {
     GTEST_FLAG_SET( death_test_style, "threadsafe" );
-    EXPECT_DEATH(
+    EXPECT_EXIT(
         {
+            struct sigaction Action = {};
+            Action.sa_sigaction = &DescribeCrashStore;
+            Action.sa_flags = SA_SIGINFO;
+            sigaction( SIGSEGV, &Action, nullptr );
             g_bFatalLogOnly = true;
             static bool s_bOnce = false;
             ReportAssert( "fatal condition", "file.cpp", 12, true, &s_bOnce );
         },
-        "Assertion failed: file.cpp:12 \\(fatal condition\\)" );
+        testing::KilledBySignal( SIGSEGV ),
+        "Assertion failed: file.cpp:12 \\(fatal condition\\).*stores 47283 at address 0" );
 }

@@ -8,6 +8,8 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 
 namespace
 {
@@ -27,7 +29,7 @@ TEST( CString, FixedPointTextAgreesWithTheConversion )
 {
     const uint64 nSeed = 5150;
     std::mt19937_64 Generator( nSeed );
-    for ( int Round = 0; Round < 20000; ++Round )
+    for ( int Round = 0; Round < 300; ++Round )
     {
         const int64 Raw = Round == 0 ? std::numeric_limits<int64>::min()
                                      : static_cast<int64>( Generator() ) >> ( Generator() % 64 );
@@ -102,7 +104,7 @@ TEST( CString, SearchesAgreeWithTheStandardString )
 {
     const uint32 nSeed = 777;
     std::mt19937 Generator( nSeed );
-    for ( int Round = 0; Round < 5000; ++Round )
+    for ( int Round = 0; Round < 400; ++Round )
     {
         std::string Haystack( Generator() % 12, 'a' );
         for ( char& Char : Haystack )
@@ -192,4 +194,116 @@ TEST( CString, ConversionsToNumbers )
     CString( "-1" ).ToUnsigned();
     CString( "2147483648" ).ToInt();
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>( 4, "Result.ec == std::errc {}" ) );
+}
+
+TEST( CString, NumberTexts )
+{
+    const std::pair<CString, const char*> Cases[] = {
+        { CString( 2.0f ), "2" },
+        { CString( 0.125f ), "0.125" },
+        { CString( 1.5 ), "1.5" },
+        { CString( 1.0 ), "1" },
+        { CString( -0.5f ), "-0.5" },
+        { CString( 2.0, 2 ), "2.00" },
+        { CString( 1.23456f, 3 ), "1.235" },
+        { CString( CFixedPoint::FromRaw( 123456 ) ), "1.23456" },
+        { CString( CFixedPoint::FromRaw( -50000 ) ), "-0.5" },
+        { CString( CFixedPoint::FromRaw( 100000 ) ), "1" },
+        { CString( CFixedPoint::FromRaw( 129999 ), 2 ), "1.29" },
+        { CString( CFixedPoint::FromRaw( -100001 ), 3 ), "-1.000" },
+        { CString( CFixedPoint::FromRaw( 199999 ), 0 ), "1" },
+        { CString( 'x' ), "x" },
+    };
+    for ( const auto& [Text, pExpected] : Cases )
+    {
+        EXPECT_EQ( Std( Text ), pExpected );
+    }
+    CAssertRecorder Asserts;
+    CString( CFixedPoint::FromRaw( 150000 ), 6 );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Decimals > 0 && Decimals <= 5" } );
+}
+
+TEST( CString, Classifiers )
+{
+    struct SCase
+    {
+        const char* pText;
+        bool bBlank, bDigits, bInteger, bHexadecimal, bDecimal, bNonAscii, bLowerCase;
+    };
+    const SCase Cases[] = {
+        { "", true, false, false, false, true, false, true },
+        { "   ", true, false, false, false, false, false, true },
+        { " \t", false, false, false, false, false, false, true },
+        { "0123", false, true, true, true, true, false, true },
+        { "-12", false, false, true, false, true, false, true },
+        { "-", false, false, false, false, true, false, true },
+        { "1-2", false, false, false, false, false, false, true },
+        { "deadBEEF", false, false, false, true, false, false, false },
+        { "0xff", false, false, false, false, false, false, true },
+        { "1.5", false, false, false, false, true, false, true },
+        { "abc def!", false, false, false, false, false, false, true },
+        { "caf\xe9", false, false, false, false, false, true, true },
+        { "Abz", false, false, false, false, false, false, false },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        const CString Text( Case.pText );
+        EXPECT_EQ( Text.IsBlank(), Case.bBlank ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.IsDigits(), Case.bDigits ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.IsInteger(), Case.bInteger ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.IsHexadecimal(), Case.bHexadecimal ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.IsDecimalNumber(), Case.bDecimal ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.HasNonAscii(), Case.bNonAscii ) << "'" << Case.pText << "'";
+        EXPECT_EQ( Text.IsLowerCase(), Case.bLowerCase ) << "'" << Case.pText << "'";
+    }
+    EXPECT_TRUE( CString( "abba" ).ConsistsOf( "ab" ) );
+    EXPECT_FALSE( CString( "abc" ).ConsistsOf( "ab" ) );
+    EXPECT_TRUE( CString( "" ).ConsistsOf( "ab" ) );
+}
+
+TEST( CString, ReplaceCaseAndTrim )
+{
+    CString Text( "a.b.c" );
+    Text.Replace( '.', '/' );
+    EXPECT_EQ( Std( Text ), "a/b/c" );
+
+    const std::tuple<const char*, const char*, const char*, int32, bool, const char*> FirstCases[] = {
+        { "one two one", "one", "1", 0, true, "1 two one" },
+        { "one two one", "one", "1", 1, true, "one two 1" },
+        { "one two one", "three", "3", 0, false, "one two one" },
+    };
+    for ( const auto& [pText, pOld, pNew, nStart, bFound, pExpected] : FirstCases )
+    {
+        CString Replaced( pText );
+        EXPECT_EQ( Replaced.ReplaceFirst( pOld, pNew, nStart ), bFound ) << pText << " " << pOld;
+        EXPECT_EQ( Std( Replaced ), pExpected );
+    }
+    const std::tuple<const char*, const char*, const char*, const char*> AllCases[] = {
+        { "aa", "a", "aa", "aaaa" },
+        { "a-b-c", "-", "", "abc" },
+        { "xyx", "x", "yx", "yxyyx" },
+        { "abc", "d", "e", "abc" },
+    };
+    for ( const auto& [pText, pFrom, pTo, pExpected] : AllCases )
+    {
+        CString Replaced( pText );
+        Replaced.ReplaceAll( pFrom, pTo );
+        EXPECT_EQ( Std( Replaced ), pExpected ) << pText << " " << pFrom << " " << pTo;
+    }
+
+    CString Mixed( "hELLO wORLD" );
+    Mixed.ToLower();
+    EXPECT_EQ( Std( Mixed ), "hello world" );
+    Mixed.FirstToUpper();
+    EXPECT_EQ( Std( Mixed ), "Hello world" );
+    Mixed.ToUpper();
+    EXPECT_EQ( Std( Mixed ), "HELLO WORLD" );
+    Mixed.FirstToLower();
+    EXPECT_EQ( Std( Mixed ), "hELLO WORLD" );
+
+    const CString Padded( "--ab-c--" );
+    EXPECT_EQ( Std( Padded.Trim( "-" ) ), "ab-c" );
+    CString InPlace( " \t x \t" );
+    InPlace.TrimInPlace( " \t" );
+    EXPECT_EQ( Std( InPlace ), "x" );
 }

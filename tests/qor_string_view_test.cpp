@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -84,7 +85,7 @@ TEST( CQorStringView, FindAgreesWithStandardSearch )
     const uint32 nSeed = 20240611;
     std::mt19937 Generator( nSeed );
     std::uniform_int_distribution<int32> Start( -1, 14 );
-    for ( int Round = 0; Round < 5000; ++Round )
+    for ( int Round = 0; Round < 400; ++Round )
     {
         const std::string Haystack = RandomText( Generator, 12 );
         const std::string Needle = RandomText( Generator, 3 );
@@ -126,4 +127,114 @@ TEST( CQorStringView, FormatCheckPassesOnlyTerminatedText )
                std::vector<std::string>{ "Non empty, non null terminated string views not valid for QorStrFmtCheck. "
                                          "To format a non-null terminated string, use \"%.*s\", [length], "
                                          "[data pointer]" } );
+}
+
+TEST( CQorStringView, IsDecimalNumberHasNoMinimum )
+{
+    const std::pair<const char*, bool> Cases[] = {
+        { "", true },     { "-", true },   { ".", true },      { "-.", true },   { "-.5", true },
+        { "12.5", true }, { "1.", true },  { "1.2.3", false }, { "1-2", false }, { "--1", false },
+        { "+1", false },  { " 1", false }, { "1e5", false },
+    };
+    for ( const auto& [pText, bExpected] : Cases )
+    {
+        EXPECT_EQ( CQorStringView( pText ).IsDecimalNumber(), bExpected ) << "'" << pText << "'";
+    }
+}
+
+TEST( CQorStringView, ParseYesNoTakesExactlyYesOrNo )
+{
+    const std::pair<const char*, int> Cases[] = { { "yes", 1 },   { "no", 0 }, { "Yes", -1 }, { "NO", -1 },
+                                                  { "yes ", -1 }, { "y", -1 }, { "", -1 },    { "nope", -1 } };
+    for ( const auto& [pText, nExpected] : Cases )
+    {
+        const CQorOptional<bool> Result = CQorStringView( pText ).ParseYesNo();
+        EXPECT_EQ( Result.IsSet() ? int( Result.GetValue() ) : -1, nExpected ) << "'" << pText << "'";
+    }
+}
+
+TEST( CQorStringView, CaseInsensitiveComparisons )
+{
+    struct SCase
+    {
+        const char* pText;
+        const char* pOther;
+        int32 nCompare;
+        bool bStartsWith, bEndsWith, bContains;
+    };
+    const SCase Cases[] = {
+        { "Hello", "hello", 0, true, true, true },   { "Hello", "HELLO!", -1, false, false, false },
+        { "Hello!", "hello", 1, true, false, true }, { "abc", "ABD", -1, false, false, false },
+        { "abd", "ABC", 1, false, false, false },    { "", "", 0, true, true, false },
+        { "xHeLLo", "llo", 1, false, true, true },   { "a", "", 1, true, true, true },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        const CQorStringView Text( Case.pText );
+        EXPECT_EQ( Text.CompareNoCase( Case.pOther ), Case.nCompare ) << Case.pText << " / " << Case.pOther;
+        EXPECT_EQ( Text.StartsWithNoCase( Case.pOther ), Case.bStartsWith ) << Case.pText << " / " << Case.pOther;
+        EXPECT_EQ( Text.EndsWithNoCase( Case.pOther ), Case.bEndsWith ) << Case.pText << " / " << Case.pOther;
+        EXPECT_EQ( Text.ContainsNoCase( Case.pOther ), Case.bContains ) << Case.pText << " / " << Case.pOther;
+    }
+    EXPECT_TRUE( CQorStringView( "Hello" ).StartsWith( "He" ) );
+    EXPECT_FALSE( CQorStringView( "Hello" ).StartsWith( "he" ) );
+    EXPECT_TRUE( CQorStringView( "Hello" ).EndsWith( "llo" ) );
+    EXPECT_FALSE( CQorStringView( "lo" ).EndsWith( "llo" ) );
+    EXPECT_EQ( CQorStringView( "banana" ).Count( 'a' ), 3 );
+}
+
+TEST( CQorStringView, TrimsRemoveFromTheirEnds )
+{
+    enum ETrim
+    {
+        Start,
+        End,
+        Both,
+        StartUntil,
+        EndUntil
+    };
+    struct SCase
+    {
+        ETrim eTrim;
+        const char* pText;
+        const char* pSet;
+        const char* pExpected;
+        bool bTerminated;
+    };
+    const SCase Cases[] = {
+        { Start, "  ab  ", " ", "ab  ", true },
+        { End, "  ab  ", " ", "  ab", false },
+        { Both, " \tab\t ", " \t", "ab", false },
+        { Both, "xxxx", "x", "", true },
+        { Both, "ab", "", "ab", true },
+        { End, "ab", "xy", "ab", true },
+        { StartUntil, "--key=value", "=", "=value", true },
+        { EndUntil, "a.b.txt", ".", "a.b.", false },
+        { StartUntil, "abc", "x", "", true },
+        { EndUntil, "", "x", "", true },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        CQorStringView Text( Case.pText );
+        switch ( Case.eTrim )
+        {
+        case Start:
+            Text.TrimStart( Case.pSet );
+            break;
+        case End:
+            Text.TrimEnd( Case.pSet );
+            break;
+        case Both:
+            Text.Trim( Case.pSet );
+            break;
+        case StartUntil:
+            Text.TrimStartUntil( Case.pSet );
+            break;
+        case EndUntil:
+            Text.TrimEndUntil( Case.pSet );
+            break;
+        }
+        EXPECT_EQ( ToStd( Text ), Case.pExpected ) << Case.eTrim << " '" << Case.pText << "'";
+        EXPECT_EQ( Text.IsNullTerminated(), Case.bTerminated ) << Case.eTrim << " '" << Case.pText << "'";
+    }
 }

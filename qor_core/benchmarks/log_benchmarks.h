@@ -40,6 +40,8 @@ namespace NLogBenchmarks
 constexpr uint32 c_Category = 1;
 
 inline CQorScopedPtr<CBenchmarkTestLogger> g_pBenchmarkTestLogger;
+// The messages that the test logger counted in the last run, kept by the tear-down for the tests.
+inline uint32 g_nLastRunMessageCount = 0;
 
 // On one thread, before the others log: a filter logger becomes the active logger, and routes the category
 // to a new test logger without the debugger channel.
@@ -55,6 +57,7 @@ inline void SetUpBenchmarkLogging()
 // test logger until the next set-up replaces it: nothing logs to the filter in between.
 inline void TearDownBenchmarkLogging()
 {
+    g_nLastRunMessageCount = g_pBenchmarkTestLogger->GetLoggedMessageCount();
     SetLogger( {} );
     g_pBenchmarkTestLogger.Reset();
 }

@@ -319,12 +319,16 @@ TypeClassT* QorDynamicTypeLibrary<TypeClassT>::Register( CQorStringView Name )
     const bool bIsRegistered = _StaticTypes.Contains( pStaticId );
     QOR_ASSERT_MSG( !bIsRegistered, "This type already exists" );
     void* pStorage;
+    // The name may view the description that the slot holds: it is kept before that description goes.
+    CString KeptName;
     if ( _TypeLibraryIndex < nFastLookupSlots )
     {
         TypeClassT* pSlot = GetFastLookupSlot<T>( _TypeLibraryIndex );
         // The slot is rebuilt: the description it held goes first, so that nothing it owns is lost.
         if ( bIsRegistered )
         {
+            KeptName = CString( Name );
+            Name = KeptName;
             pSlot->~TypeClassT();
         }
         pStorage = pSlot;

@@ -31,14 +31,13 @@ bool CSemaphore::TryAcquire( int32 n )
 
 bool CSemaphore::Release( int32 n )
 {
+    CScopedLock<CMutex> Lock( &_Mutex );
+    if ( _Value + n > _MaxCount )
     {
-        CScopedLock<CMutex> Lock( &_Mutex );
-        if ( _Value + n > _MaxCount )
-        {
-            return false;
-        }
-        _Value += n;
+        return false;
     }
+    _Value += n;
+    // Under the lock: a waiter that takes the units may destroy the semaphore as soon as the lock is free.
     // Waiters may want different amounts: each looks for itself.
     _Condition.NotifyAll();
     return true;

@@ -55,6 +55,7 @@ int32 GetHardwareThreadCount();
 int32 GetClampedHardwareThreadCount();
 
 // Installs the wrapper that every thread created afterwards runs its function through; null removes it.
+// Only one call is supported: every later one reports, and still stores.
 void SetThreadCallbackWrapper( FThreadCallbackWrapper pWrapper );
 
 // Starts Function( pArg ) on a new thread, named pName unless that is null. The caller owns the handle.

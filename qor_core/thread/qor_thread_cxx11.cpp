@@ -12,6 +12,7 @@ namespace
 std::atomic<uint32> g_nNextThreadNumber{ 0 };
 std::atomic<bool> g_bIsMainThreadSet{ false };
 std::atomic<NThreads::FThreadCallbackWrapper> g_ThreadCallbackWrapper{ nullptr };
+std::atomic<bool> g_bThreadCallbackWrapperSet{ false };
 
 thread_local STaskThreadInfo t_TaskThreadInfo;
 
@@ -87,9 +88,9 @@ int32 GetClampedHardwareThreadCount()
 
 void SetThreadCallbackWrapper( FThreadCallbackWrapper pWrapper )
 {
-    const FThreadCallbackWrapper pPrevious = g_ThreadCallbackWrapper.exchange( pWrapper );
-    QOR_ASSERT_MSG( !pPrevious || !pWrapper,
-                    "Installing multiple thread callback wrappers is not currently supported" );
+    const bool bSetBefore = g_bThreadCallbackWrapperSet.exchange( true );
+    QOR_ASSERT_MSG( !bSetBefore, "Installing multiple thread callback wrappers is not currently supported" );
+    g_ThreadCallbackWrapper.store( pWrapper );
 }
 
 ThreadHandle CreateThread( FThreadFunction pFunction, void* pArg, const char* pName )

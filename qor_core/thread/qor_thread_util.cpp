@@ -12,10 +12,8 @@ CThreadLoop::~CThreadLoop()
 void CThreadLoop::Start( FLoopFunction pFunction, void* pArg )
 {
     QOR_ASSERT( _ThreadHandle == nullptr );
-    if ( _ThreadHandle )
-    {
-        return;
-    }
+    // Going on after the report: the running loop makes way for the new one, joined so that no thread is lost.
+    Stop( true );
     _pFunction = pFunction;
     _pArg = pArg;
     _bStop.store( false );

@@ -19,7 +19,8 @@ public:
     CThreadLoop( const CThreadLoop& ) = delete;
     CThreadLoop& operator=( const CThreadLoop& ) = delete;
 
-    // REQUIRES: no thread of this loop exists (never started, or stopped with Wait).
+    // REQUIRES: no thread of this loop exists (never started, or stopped with Wait). Past the report, the
+    // running thread is stopped and joined, and the new function runs in its place.
     void Start( FLoopFunction pFunction, void* pArg );
     // Asks the thread to end after its current call; with bWait, joins it and lets go of it.
     void Stop( bool bWait );

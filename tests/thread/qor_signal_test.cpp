@@ -104,3 +104,20 @@ TEST( CSemaphore, LosesNoWakeUpBetweenProducersAndConsumers )
     EXPECT_EQ( nTaken.load(), nPairs * nPerThread );
     EXPECT_FALSE( Semaphore.TryAcquire( 1 ) );
 }
+
+// The waker must be done with the semaphore once the waiter has its unit: the waiter destroys it at once.
+TEST( CSemaphore, AWaiterMayDestroyTheSemaphoreRightAfterAcquire )
+{
+    for ( int nRound = 0; nRound < 300; ++nRound )
+    {
+        CSemaphore* pSemaphore = new CSemaphore( 0, 1 );
+        std::thread Waiter(
+            [pSemaphore]
+            {
+                pSemaphore->Acquire( 1 );
+                delete pSemaphore;
+            } );
+        ASSERT_TRUE( pSemaphore->Release( 1 ) );
+        Waiter.join();
+    }
+}

@@ -87,8 +87,11 @@ TEST( NThreads, CallbackWrapperRunsEveryNewThreadAndComplainsWhenReplaced )
     NThreads::DestroyThread( NThreads::CreateThread( &RecordNameAndNumber, &Result, "Other" ) );
     EXPECT_EQ( g_nWrappedCalls.load(), 1 ) << "the second wrapper replaces the first";
 
+    // Every call after the first reports, also the one that removes the wrapper; each still stores.
     NThreads::SetThreadCallbackWrapper( nullptr );
-    EXPECT_EQ( Asserts.Texts().size(), 1u ) << "removing a wrapper is no second installation";
+    EXPECT_EQ( Asserts.Texts().size(), 2u );
+    NThreads::DestroyThread( NThreads::CreateThread( &RecordNameAndNumber, &Result, "Unwrapped" ) );
+    EXPECT_EQ( Result.Name, "Unwrapped" );
 }
 
 namespace
@@ -152,9 +155,7 @@ TEST( CThreadLoop, RunsUntilItsFunctionDeclinesOrItIsStopped )
     EXPECT_FALSE( Finite.IsRunning() );
     Finite.Start( &CountToFive, &nCalls );
     EXPECT_TRUE( Finite.IsRunning() );
-    while ( nCalls.load() < 5 )
-    {
-    }
+    ASSERT_TRUE( WaitUntil( [&] { return nCalls.load() == 5; } ) );
     std::this_thread::sleep_for( std::chrono::milliseconds( 5 ) );
     EXPECT_TRUE( Finite.IsRunning() ) << "the handle stays until a stop that waits";
     Finite.Stop( true );
@@ -164,19 +165,19 @@ TEST( CThreadLoop, RunsUntilItsFunctionDeclinesOrItIsStopped )
     std::atomic<int> nForever{ 0 };
     CThreadLoop Endless( "Endless loop" );
     Endless.Start( &CountForever, &nForever );
-    while ( nForever.load() < 3 )
-    {
-    }
+    ASSERT_TRUE( WaitUntil( [&] { return nForever.load() >= 3; } ) );
     Endless.Stop( true );
     const int nStopped = nForever.load();
-    EXPECT_GE( nStopped, 3 );
 
-    // A stopped loop starts again; a running one refuses a second start.
+    // A stopped loop starts again. A second start reports, then goes on: the running loop is stopped and
+    // joined, and the new function runs in its place.
     Endless.Start( &CountForever, &nForever );
+    ASSERT_TRUE( WaitUntil( [&] { return nForever.load() > nStopped; } ) );
     CAssertRecorder Asserts;
-    Endless.Start( &CountForever, &nForever );
+    std::atomic<int> nReplaced{ 0 };
+    Endless.Start( &CountToFive, &nReplaced );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_ThreadHandle == nullptr" } );
-    while ( nForever.load() == nStopped )
-    {
-    }
+    const int nReplacedAt = nForever.load();
+    EXPECT_TRUE( WaitUntil( [&] { return nReplaced.load() == 5; } ) );
+    EXPECT_EQ( nForever.load(), nReplacedAt ) << "the first loop no longer runs";
 }
