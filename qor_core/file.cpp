@@ -146,8 +146,9 @@ char CArchiveFile::GetChar()
 
 bool CArchiveFile::Reopen( uint32 Type, uint32 Mode )
 {
-    QOR_ASSERT_MSG( _pHandle != nullptr, "No file to reopen" );
-    if ( _pHandle == nullptr )
+    // A handle taken over has no name to open again.
+    QOR_ASSERT_MSG( _pHandle != nullptr && !_FileName.IsEmpty(), "No file to reopen" );
+    if ( _pHandle == nullptr || _FileName.IsEmpty() )
     {
         return false;
     }

@@ -658,6 +658,11 @@ uint64 VFSWrite( SVFSFile* hFile, const void* pData, uint64 Size )
     return bWritten ? Size : 0;
 }
 
+CString VFSGetLastErrorText()
+{
+    return CString( ErrorOr( NPhysFSLayer::GetLastErrorText(), "" ) );
+}
+
 bool VFSSeek( SVFSFile* pFile, int64 Offset, int32 Origin )
 {
     QOR_ASSERT( pFile );

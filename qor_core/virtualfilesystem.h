@@ -94,6 +94,9 @@ void VFSClose( SVFSFile* pFile );
 uint64 VFSRead( SVFSFile* pFile, void* pData, uint64 Size );
 // Size when all was written, else 0; held back to g_VFSWriteLimit. REQUIRES: a handle opened for writing.
 uint64 VFSWrite( SVFSFile* pFile, const void* pData, uint64 Size );
+// Why the last call of this thread failed, as PhysFS tells it ("corrupted", "not found", ...); empty when
+// nothing failed since the last question. Asking clears it.
+CString VFSGetLastErrorText();
 // Origin 0 the start, 1 the present position, 2 the end. False outside the file.
 bool VFSSeek( SVFSFile* pFile, int64 Offset, int32 Origin );
 int64 VFSTell( SVFSFile* pFile );
