@@ -77,6 +77,13 @@ inline bool MakeZip( const std::filesystem::path& Zip, const std::vector<SZipEnt
     return bOk;
 }
 
+// Builds a 7z archive of everything below Dir with Debian's 7-Zip (7zz), names relative to Dir.
+inline bool MakeSevenZip( const std::filesystem::path& Archive, const std::filesystem::path& Dir )
+{
+    const std::string Command = "cd '" + Dir.string() + "' && 7zz a -t7z -bd -bso0 -bsp0 '" + Archive.string() + "' . >/dev/null";
+    return std::system( Command.c_str() ) == 0;
+}
+
 // Starts the file system with its user folder "vfs_test" under Root/xdg, over a fresh temporary Root.
 class CVFSFixture : public ::testing::Test
 {

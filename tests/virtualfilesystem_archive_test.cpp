@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -235,4 +236,27 @@ TEST_F( CHostileArchive, ZipBombsInflateWithinTheBudgetOrStopAtTheirStatedSize )
     std::string Chunk( 4096, 'x' );
     EXPECT_FALSE( File.Read( Chunk.data(), int32( Chunk.size() ) ) );
     EXPECT_FALSE( File.IsGood() );
+}
+
+TEST_F( CHostileArchive, SevenZipArchivesAreServedAndTruncatedOnesRefused )
+{
+    WriteRealFile( Root / "content/maps/level.txt", "level one" );
+    WriteRealFile( Root / "content/readme.txt", std::string( 100000, 'r' ) );
+    ASSERT_TRUE( MakeSevenZip( Root / "archives/pack.7z", Root / "content" ) );
+    std::filesystem::remove_all( Root / "content" );
+    const std::string Bytes = ReadRealFile( Root / "archives/pack.7z" );
+    WriteRealFile( Root / "archives/truncated.7z", Bytes.substr( 0, Bytes.size() - 20 ) );
+
+    CLogRecorder Log;
+    EXPECT_FALSE( VFSMountDir( ( Root / "archives/truncated.7z" ).c_str() ) );
+    ASSERT_EQ( Log.Texts().size(), 1u );
+    EXPECT_EQ( Log.Texts()[ 0 ].rfind( "Failed to mount '" + ( Root / "archives/truncated.7z" ).string() + "': ", 0 ), 0u );
+
+    ASSERT_TRUE( VFSMountDir( ( Root / "archives/pack.7z" ).c_str() ) );
+    std::vector<std::string> Listed;
+    EXPECT_EQ( CopyTreeToWriteDir( &Listed ), std::vector<std::string>{} );
+    std::sort( Listed.begin(), Listed.end() );
+    EXPECT_EQ( Listed, ( std::vector<std::string>{ "maps/level.txt", "readme.txt" } ) );
+    EXPECT_EQ( ReadRealFile( WriteDir + "installed/maps/level.txt" ), "level one" );
+    EXPECT_EQ( ReadRealFile( WriteDir + "installed/readme.txt" ), std::string( 100000, 'r' ) );
 }
