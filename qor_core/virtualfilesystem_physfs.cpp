@@ -1,7 +1,9 @@
 #include "qor_core/virtualfilesystem_physfs.h"
 
 #include "qor_core/container/qor_unordered_set.h"
+#include "qor_core/log_deprecated.h"
 #include "qor_core/qor_assert.h"
+#include "qor_core/qor_log_categories.h"
 #include "qor_core/qor_scopedptr.h"
 #include "qor_core/thread/qor_mutex.h"
 
@@ -59,19 +61,47 @@ bool MayChangeConfig()
     return _FrozenConfig.Get() == false;
 }
 
+// PhysFS's live blocks. PhysFS 3.0.2 loses a few blocks for good (reading from a 7z archive, a memory mount);
+// after deinit nothing of PhysFS can reach them, so they are released with the allocator instead of keeping its
+// whole buffer alive.
+CMutex s_BlocksMutex( "physfs_blocks" );
+NQorUnorderedSet::CQorUnorderedSet<void*> s_LiveBlocks;
+
+void TrackBlock( void* pOld, void* pNew )
+{
+    CScopedLock<CMutex> Lock( &s_BlocksMutex );
+    if ( pOld != nullptr )
+    {
+        s_LiveBlocks.Remove( pOld );
+    }
+    if ( pNew != nullptr )
+    {
+        s_LiveBlocks.Insert( pNew );
+    }
+}
+
 void* PhysFSMalloc( PHYSFS_uint64 nBytes )
 {
     // PhysFS may ask for 0 bytes; the allocator wants at least one.
-    return s_pAllocator->Allocate( nBytes > 0 ? nBytes : 1, 1 );
+    void* pBlock = s_pAllocator->Allocate( nBytes > 0 ? nBytes : 1, 1 );
+    TrackBlock( nullptr, pBlock );
+    return pBlock;
 }
 
 void* PhysFSRealloc( void* pAddress, PHYSFS_uint64 nBytes )
 {
-    return s_pAllocator->Reallocate( pAddress, nBytes > 0 ? nBytes : 1 );
+    void* pBlock = s_pAllocator->Reallocate( pAddress, nBytes > 0 ? nBytes : 1 );
+    // A failed reallocation leaves the old block as it was.
+    if ( pBlock != nullptr )
+    {
+        TrackBlock( pAddress, pBlock );
+    }
+    return pBlock;
 }
 
 void PhysFSFree( void* pAddress )
 {
+    TrackBlock( pAddress, nullptr );
     s_pAllocator->Deallocate( pAddress );
 }
 
@@ -167,6 +197,17 @@ void DestroyAllocator()
     {
         // Back to PhysFS's own allocator, so that a later start without the library's finds no dangling hook.
         PHYSFS_setAllocator( nullptr );
+        CScopedLock<CMutex> Lock( &s_BlocksMutex );
+        if ( !s_LiveBlocks.IsEmpty() && s_pAllocator )
+        {
+            LogPrintf( SLogLocation( __FILE__, __LINE__, LOG_CATEGORY_HALVORSUND_DEBUG ),
+                       "PhysFS left %d blocks behind; they go with its memory", int32( s_LiveBlocks.GetSize() ) );
+            for ( void* pBlock : s_LiveBlocks )
+            {
+                s_pAllocator->Deallocate( pBlock );
+            }
+        }
+        s_LiveBlocks.Clear();
         s_pAllocator.Reset();
     }
 }
