@@ -236,8 +236,11 @@ void EnumerateRecursive( const std::string& Dir, const SEnumerateState& State, i
     }
     // Every name comes from some entry of the search path; a name without one would mean the search path
     // changed under the enumeration.
-    const int32 nArchive = Listing.nLowestArchive;
-    QOR_ASSERT( nArchive != INT_MAX || ( Listing.Files.IsEmpty() && Listing.SubDirs.IsEmpty() ) );
+    if ( !Listing.Files.IsEmpty() || !Listing.SubDirs.IsEmpty() )
+    {
+        const int32 nArchive = Listing.nLowestArchive;
+        QOR_ASSERT( nArchive != INT_MAX );
+    }
     GetIOStats().Add( SQorIOStatsTraits::DIRECTORIES_ENUMERATED );
     GetIOStats().Add( SQorIOStatsTraits::FILES_ENUMERATED, uint64( Listing.Files.GetSize() ) );
     for ( CString& File : Listing.Files )

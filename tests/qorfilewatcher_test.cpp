@@ -64,19 +64,21 @@ private:
 
 TEST_F( CFileWatcherTest, TwoWritesWithinTheDelayMakeOneNotificationAfterTheSecond )
 {
-    g_FileWatcherNotificationDelayMs = 500;
+    g_FileWatcherNotificationDelayMs = 1000;
     ASSERT_GE( Listen( false, Root ), 0 );
     NVFSTest::WriteRealFile( Root / "settings.txt", "one" );
     Watcher.Update();
+    std::this_thread::sleep_for( std::chrono::milliseconds( 600 ) );
     NVFSTest::WriteRealFile( Root / "settings.txt", "two" );
     Watcher.Update();
-    // Still inside the delay of the second write.
+    // The delay of the first write is over, that of the second isn't: the second moved the time forward.
+    std::this_thread::sleep_for( std::chrono::milliseconds( 600 ) );
     Watcher.Update();
     EXPECT_TRUE( Notifications.empty() );
     EXPECT_EQ( Watcher.GetNumPending(), 1 );
     UpdateUntil( 1 );
     // Nothing more comes of the burst.
-    std::this_thread::sleep_for( std::chrono::milliseconds( 600 ) );
+    std::this_thread::sleep_for( std::chrono::milliseconds( 1100 ) );
     Watcher.Update();
     EXPECT_EQ( Notifications, ( std::vector<SNotification>{ { "settings.txt", EFileChange::Written } } ) );
 }
