@@ -7,6 +7,7 @@
 #include "qor_core/qor_log_categories.h"
 #include "qor_core/platform/qor_clock.h"
 #include "qor_core/platform/qor_lock_services.h"
+#include "qor_core/platform/qor_native_file.h"
 #include "qor_core/thread/qor_mutex.h"
 #include "qor_core/thread/qor_task.h"
 #include "qor_core/thread/qor_thread.h"
@@ -15,6 +16,7 @@
 #include <physfs.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <atomic>
 #include <climits>
 #include <filesystem>
@@ -802,6 +804,71 @@ bool VFSDeleteDir( CQorStringView Path )
         return false;
     }
     return DeleteTree( Dir, std::filesystem::path( pWriteDir ) / Dir );
+}
+
+bool VFSCreateDir( CQorStringView Path )
+{
+    if ( PHYSFS_mkdir( ToPath( Path ).c_str() ) == 0 )
+    {
+        LogPrintf( SLogLocation( __FILE__, __LINE__, LOG_CATEGORY_HALVORSUND_ERROR ),
+                   "Could not create or read directory: %.*s", Path.GetSize(), Path.GetData() );
+        return false;
+    }
+    return true;
+}
+
+bool VFSCopyFile( const char* pSourcePath, CQorStringView DestName )
+{
+    QOR_ASSERT_MSG( pSourcePath && pSourcePath[ 0 ] == '/', "File Path is not absolute" );
+    if ( pSourcePath == nullptr || pSourcePath[ 0 ] != '/' )
+    {
+        return false;
+    }
+    const SLogLocation Location( __FILE__, __LINE__, LOG_CATEGORY_HALVORSUND_ERROR );
+    const NPlatform::FileHandle Source = NPlatform::OpenFile( pSourcePath, 0 );
+    if ( Source == NPlatform::INVALID_FILE_HANDLE )
+    {
+        const std::string Reason = std::error_code( errno, std::generic_category() ).message();
+        LogPrintf( Location, "Failed to open file '%s' for reading while copying file due to '%s'", pSourcePath,
+                   Reason.c_str() );
+        return false;
+    }
+    CVFSOpenResult Target = VFSOpen( DestName, CFile::OPEN_WRITE, 0 );
+    if ( Target.IsFailure() )
+    {
+        LogPrintf( Location, "Failed to open file '%.*s' for writing while copying file due to '%s'",
+                   DestName.GetSize(), DestName.GetData(), Target.GetError().GetData() );
+        NPlatform::CloseFile( Source );
+        return false;
+    }
+    SVFSFile* pTarget = Target.MoveValue();
+    CQorArray<uint8> Block;
+    Block.Resize( int32( c_MegaByte ) );
+    bool bOk = true;
+    for ( ;; )
+    {
+        const int64 nRead = NPlatform::ReadFile( Source, Block.GetData(), Block.GetSize() );
+        if ( nRead < 0 )
+        {
+            LogPrintf( Location, "Failed to read from file '%s' while copying file", pSourcePath );
+            bOk = false;
+            break;
+        }
+        if ( nRead == 0 )
+        {
+            break;
+        }
+        if ( VFSWrite( pTarget, Block.GetData(), uint64( nRead ) ) != uint64( nRead ) )
+        {
+            LogPrintf( Location, "Failed to write to file '%.*s' while copying file", DestName.GetSize(),
+                       DestName.GetData() );
+            bOk = false;
+            break;
+        }
+    }
+    VFSClose( pTarget );
+    NPlatform::CloseFile( Source );
+    return bOk;
 }
 
 bool VFSRename( CQorStringView OldName, CQorStringView NewName )

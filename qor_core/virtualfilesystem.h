@@ -118,6 +118,11 @@ bool VFSMakeDir( CQorStringView Path );
 bool VFSDelete( CQorStringView Path );
 // Removes the directory and everything below it; failures are logged as "Failed to delete directory '%s': %s".
 bool VFSDeleteDir( CQorStringView Path );
+// Makes the directory and its parents, or logs "Could not create or read directory: <path>".
+bool VFSCreateDir( CQorStringView Path );
+// Copies a file of the operating system into the write directory under DestName; failures are logged with the
+// file's name and the reason. REQUIRES: an absolute source path ("File Path is not absolute").
+bool VFSCopyFile( const char* pSourcePath, CQorStringView DestName );
 // Renames a file of the write directory. REQUIRES: NewName with '/' only, and no longer than OldName.
 bool VFSRename( CQorStringView OldName, CQorStringView NewName );
 

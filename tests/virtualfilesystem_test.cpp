@@ -418,3 +418,27 @@ TEST( CVirtualFileSystemInit, PhysFSMemoryComesFromTheFixedAllocatorSizedByIoMem
         EXPECT_TRUE( VFSShutdown() );
     }
 }
+
+TEST_F( CVirtualFileSystem, CopiesFilesInAndReportsWhatFails )
+{
+    WriteRealFile( Root / "outside/level.dat", std::string( 3 << 20, 'L' ) );
+    EXPECT_TRUE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "copies/level.dat" ) );
+    EXPECT_EQ( ReadRealFile( WriteDir + "copies/level.dat" ), std::string( 3 << 20, 'L' ) );
+    EXPECT_TRUE( VFSCreateDir( "made/below" ) );
+    EXPECT_TRUE( std::filesystem::is_directory( WriteDir + "made/below" ) );
+
+    CLogRecorder Log;
+    CAssertRecorder Asserts;
+    EXPECT_FALSE( VFSCopyFile( "relative/level.dat", "copies/x.dat" ) );
+    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/missing.dat" ).c_str(), "copies/x.dat" ) );
+    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "../x.dat" ) );
+    EXPECT_FALSE( VFSCreateDir( "../climb" ) );
+    EXPECT_EQ( Log.Texts(),
+               ( std::vector<std::string>{
+                   "Failed to open file '" + ( Root / "outside/missing.dat" ).string() +
+                       "' for reading while copying file due to 'No such file or directory'\n",
+                   "Failed to open file '../x.dat' for writing while copying file due to 'VFSOpen Error: ../x.dat "
+                   "filename is illegal or insecure'\n",
+                   "Could not create or read directory: ../climb\n" } ) );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "File Path is not absolute", "filename is illegal or insecure" } ) );
+}
