@@ -9,7 +9,9 @@
 
 #include <physfs.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <string>
 
 namespace NPhysFSLayer
@@ -61,48 +63,63 @@ bool MayChangeConfig()
     return _FrozenConfig.Get() == false;
 }
 
-// PhysFS's live blocks. PhysFS 3.0.2 loses a few blocks for good (reading from a 7z archive, a memory mount);
-// after deinit nothing of PhysFS can reach them, so they are released with the allocator instead of keeping its
-// whole buffer alive.
+// PhysFS's live blocks and their sizes. PhysFS stores pointers and structures in its blocks, so they are aligned
+// as malloc's are; the allocator's own reallocation (alignment 1) can't serve, and the sizes tell how much a
+// reallocation copies. PhysFS 3.0.2 also loses a few blocks for good (reading from a 7z archive, a memory
+// mount): after deinit nothing of PhysFS can reach them, so they are released with the allocator instead of
+// keeping its whole buffer alive.
+constexpr uint32 c_PhysFSAlignment = 16;
 CMutex s_BlocksMutex( "physfs_blocks" );
-NQorUnorderedSet::CQorUnorderedSet<void*> s_LiveBlocks;
-
-void TrackBlock( void* pOld, void* pNew )
-{
-    CScopedLock<CMutex> Lock( &s_BlocksMutex );
-    if ( pOld != nullptr )
-    {
-        s_LiveBlocks.Remove( pOld );
-    }
-    if ( pNew != nullptr )
-    {
-        s_LiveBlocks.Insert( pNew );
-    }
-}
+NQorUnorderedMap::CQorUnorderedMap<void*, uint64> s_LiveBlocks;
 
 void* PhysFSMalloc( PHYSFS_uint64 nBytes )
 {
     // PhysFS may ask for 0 bytes; the allocator wants at least one.
-    void* pBlock = s_pAllocator->Allocate( nBytes > 0 ? nBytes : 1, 1 );
-    TrackBlock( nullptr, pBlock );
-    return pBlock;
-}
-
-void* PhysFSRealloc( void* pAddress, PHYSFS_uint64 nBytes )
-{
-    void* pBlock = s_pAllocator->Reallocate( pAddress, nBytes > 0 ? nBytes : 1 );
-    // A failed reallocation leaves the old block as it was.
+    const uint64 nSize = nBytes > 0 ? nBytes : 1;
+    void* pBlock = s_pAllocator->Allocate( nSize, c_PhysFSAlignment );
     if ( pBlock != nullptr )
     {
-        TrackBlock( pAddress, pBlock );
+        CScopedLock<CMutex> Lock( &s_BlocksMutex );
+        s_LiveBlocks.Insert( pBlock, nSize );
     }
     return pBlock;
 }
 
 void PhysFSFree( void* pAddress )
 {
-    TrackBlock( pAddress, nullptr );
+    if ( pAddress == nullptr )
+    {
+        return;
+    }
+    {
+        CScopedLock<CMutex> Lock( &s_BlocksMutex );
+        s_LiveBlocks.Remove( pAddress );
+    }
     s_pAllocator->Deallocate( pAddress );
+}
+
+void* PhysFSRealloc( void* pAddress, PHYSFS_uint64 nBytes )
+{
+    if ( pAddress == nullptr )
+    {
+        return PhysFSMalloc( nBytes );
+    }
+    uint64 nOldSize = 0;
+    {
+        CScopedLock<CMutex> Lock( &s_BlocksMutex );
+        if ( uint64* pSize = s_LiveBlocks.FindValue( pAddress ) )
+        {
+            nOldSize = *pSize;
+        }
+    }
+    void* pBlock = PhysFSMalloc( nBytes );
+    // A failed reallocation leaves the old block as it was.
+    if ( pBlock != nullptr )
+    {
+        memcpy( pBlock, pAddress, std::min<uint64>( nOldSize, nBytes ) );
+        PhysFSFree( pAddress );
+    }
+    return pBlock;
 }
 
 void RefreshSearchPathLocked()
@@ -202,9 +219,9 @@ void DestroyAllocator()
         {
             LogPrintf( SLogLocation( __FILE__, __LINE__, LOG_CATEGORY_HALVORSUND_DEBUG ),
                        "PhysFS left %d blocks behind; they go with its memory", int32( s_LiveBlocks.GetSize() ) );
-            for ( void* pBlock : s_LiveBlocks )
+            for ( const auto& Block : s_LiveBlocks )
             {
-                s_pAllocator->Deallocate( pBlock );
+                s_pAllocator->Deallocate( Block.Key );
             }
         }
         s_LiveBlocks.Clear();
