@@ -22,18 +22,12 @@ std::vector<SFreeRange> FreeRanges( const CQorFixedAllocator& Allocator )
 {
     CQorArray<SFreeRange> Ranges;
     Allocator.GetFreeRanges( Ranges );
-    return std::vector<SFreeRange>( Ranges.begin(), Ranges.end() );
+    return ToVector( Ranges );
 }
 
 uint64 OffsetOf( const CQorFixedAllocator& Allocator, const void* pAddress )
 {
     return static_cast<uint64>( static_cast<const uint8*>( pAddress ) - Allocator.GetBuffer() );
-}
-
-bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
-{
-    const uint8* pBytes = static_cast<const uint8*>( pData );
-    return std::all_of( pBytes, pBytes + nSize, [ nValue ]( uint8 nByte ) { return nByte == nValue; } );
 }
 
 // The free list predicted step by step: first fit in address order, the 16-byte header and the alignment in

@@ -120,8 +120,7 @@ TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
         Table.Insert( 20, 20u );
         EXPECT_EQ( Table.GetBucketCount(), 16 ) << "7 / 7 is above it";
         EXPECT_EQ( Table.GetMaxDistance(), 6 );
-        EXPECT_EQ( std::vector<uint32>( Table.begin(), Table.end() ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) )
-            << "bucket order";
+        EXPECT_EQ( ToVector( Table ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) ) << "bucket order";
     }
     EXPECT_EQ( Allocator.LiveBlocks(), 0 );
 }
