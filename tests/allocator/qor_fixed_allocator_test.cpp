@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -213,13 +212,12 @@ TEST( CQorFixedAllocator, ReportsMisuse )
     Backing.Deallocate( pLeaked - 16 );
 }
 
-// Threads start together behind a barrier and share one allocator: each block keeps its owner's mark until it
+// Threads start together behind RunOnThreads' barrier and share one allocator: each block keeps its owner's mark until it
 // is released, and everything merges back into one range.
 TEST( CQorFixedAllocator, ServesSeveralThreadsWithoutOverlap )
 {
     constexpr int nThreads = 4;
     CQorFixedAllocator Allocator( 64 * 1024 );
-    std::barrier Start( nThreads );
     std::atomic<int> nFailures = 0;
     RunOnThreads( nThreads,
                   [ & ]( int nIndex )
@@ -227,7 +225,6 @@ TEST( CQorFixedAllocator, ServesSeveralThreadsWithoutOverlap )
                       CQorRandom Random( static_cast<uint32>( 100 + nIndex ) );
                       const uint8 nMark = static_cast<uint8>( 0x10 + nIndex );
                       std::vector<std::pair<uint8*, uint64>> Blocks;
-                      Start.arrive_and_wait();
                       for ( int nStep = 0; nStep < 3000; ++nStep )
                       {
                           if ( Blocks.size() < 16 && ( Blocks.empty() || Random.Next( 0, 1 ) == 0 ) )
