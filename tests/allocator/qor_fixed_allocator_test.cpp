@@ -107,6 +107,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
     std::vector<SLiveBlock> Live;
     for ( int nStep = 0; nStep < 500; ++nStep )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", step " << nStep );
         const int32 nAction = Random.Next( 0, 9 );
         const uint64 nBytes = static_cast<uint64>( Random.Next( 1, 300 ) );
         SFreeRange Range{};
@@ -115,8 +116,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
             const uint64 nAlign = uint64( 1 ) << Random.Next( 0, 6 );
             const int64 nExpected = Model.Allocate( nBytes, nAlign, Range );
             uint8* pData = static_cast<uint8*>( Allocator.Allocate( nBytes, static_cast<uint32>( nAlign ) ) );
-            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected );
             if ( pData )
             {
                 ASSERT_TRUE( AllBytesAre( pData, nBytes, 0xCD ) );
@@ -127,7 +127,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
         }
         const size_t nVictim = static_cast<size_t>( Random.Next( 0, static_cast<int32>( Live.size() ) - 1 ) );
         SLiveBlock& Block = Live[ nVictim ];
-        ASSERT_TRUE( AllBytesAre( Block.pData, Block.nBytes, Block.nMark ) ) << "seed " << nSeed << ", step " << nStep;
+        ASSERT_TRUE( AllBytesAre( Block.pData, Block.nBytes, Block.nMark ) );
         if ( nAction < 8 )
         {
             Allocator.Deallocate( Block.pData );
@@ -143,8 +143,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
         {
             const int64 nExpected = Model.Allocate( nBytes, 1, Range );
             uint8* pGrown = static_cast<uint8*>( Allocator.Reallocate( Block.pData, nBytes ) );
-            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected );
             if ( pGrown )
             {
                 ASSERT_TRUE( AllBytesAre( pGrown, Block.nBytes, Block.nMark ) ) << "contents lost at step " << nStep;
@@ -152,8 +151,8 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
                 Block = { pGrown, Block.nBytes, Range, Block.nMark };
             }
         }
-        ASSERT_EQ( FreeRanges( Allocator ), Model.Free() ) << "seed " << nSeed << ", step " << nStep;
-        ASSERT_TRUE( Allocator.Validate() ) << "seed " << nSeed << ", step " << nStep;
+        ASSERT_EQ( FreeRanges( Allocator ), Model.Free() );
+        ASSERT_TRUE( Allocator.Validate() );
     }
     for ( const SLiveBlock& Block : Live )
     {
