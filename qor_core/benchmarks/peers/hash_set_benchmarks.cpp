@@ -1,0 +1,247 @@
+// The hash set against the ones its users would pick instead: the Robin Hood set under the library's two
+// hashes (MurmurHash3 of the key's bytes, and a multiplication by the golden ratio for integers) against
+// absl::flat_hash_set with Abseil's own hash and std::unordered_set with the standard one. Four operations, each
+// over all the keys of one pass, reported per key: insert into a fresh set, look up every key that is there,
+// look up as many keys that are not, erase every key. Keys are uint32, uint64 and strings of 9 to 11 bytes,
+// short enough to sit inside a std::string; present keys are even, absent ones odd, so a miss never hits.
+
+#include "qor_core/container/qor_container_utils.h"
+#include "qor_core/container/qor_unordered_set.h"
+
+#include <absl/container/flat_hash_set.h>
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace
+{
+struct SFastMultHasher
+{
+    uint32 operator()( uint32 nKey ) const { return nKey * 0x9E3779B9u; }
+    uint32 operator()( uint64 nKey ) const { return static_cast<uint32>( ( nKey * 0x9E3779B97F4A7C15ull ) >> 32 ); }
+};
+
+// The key of position nIndex: bMiss picks the odd twin of the even key that is present.
+template <typename KeyT>
+KeyT MakeKey( int64 nIndex, bool bMiss )
+{
+    const uint32 nLow = ( NoiseHash( static_cast<uint32>( nIndex ), 23 ) & ~1u ) | ( bMiss ? 1u : 0u );
+    if constexpr ( std::is_same_v<KeyT, uint32> )
+    {
+        return nLow;
+    }
+    else if constexpr ( std::is_same_v<KeyT, uint64> )
+    {
+        return ( uint64( NoiseHash( static_cast<uint32>( nIndex ), 24 ) ) << 32 ) | nLow;
+    }
+    else
+    {
+        return "k" + std::to_string( nLow );
+    }
+}
+
+template <typename KeyT>
+std::vector<KeyT> MakeKeys( int64 nCount, bool bMiss )
+{
+    std::vector<KeyT> Keys;
+    Keys.reserve( static_cast<size_t>( nCount ) );
+    for ( int64 nIndex = 0; nIndex < nCount; ++nIndex )
+    {
+        Keys.push_back( MakeKey<KeyT>( nIndex, bMiss ) );
+    }
+    return Keys;
+}
+
+// One interface over the three sets: the library's names on the left, the others' on the right.
+template <typename KeyT, typename HasherT>
+struct SQorSet
+{
+    NQorUnorderedSet::CQorUnorderedSet<KeyT, HasherT> _Set;
+    void Insert( const KeyT& Key ) { _Set.Insert( Key ); }
+    bool Contains( const KeyT& Key ) const { return _Set.Contains( Key ); }
+    void Erase( const KeyT& Key ) { _Set.Remove( Key ); }
+};
+
+template <typename KeyT, typename SetT>
+struct SPeerSet
+{
+    SetT _Set;
+    void Insert( const KeyT& Key ) { _Set.insert( Key ); }
+    bool Contains( const KeyT& Key ) const { return _Set.find( Key ) != _Set.end(); }
+    void Erase( const KeyT& Key ) { _Set.erase( Key ); }
+};
+
+template <typename KeyT>
+using SAbseilSet = SPeerSet<KeyT, absl::flat_hash_set<KeyT>>;
+template <typename KeyT>
+using SStdSet = SPeerSet<KeyT, std::unordered_set<KeyT>>;
+
+template <typename SetT, typename KeyT>
+void Fill( SetT& Set, const std::vector<KeyT>& Keys )
+{
+    for ( const KeyT& Key : Keys )
+    {
+        Set.Insert( Key );
+    }
+}
+
+template <typename SetT, typename KeyT>
+void RunInsert( benchmark::State& state )
+{
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
+    for ( auto _ : state )
+    {
+        SetT Set;
+        Fill( Set, Keys );
+        benchmark::DoNotOptimize( Set );
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+template <typename SetT, typename KeyT, bool bMissT>
+void RunLookup( benchmark::State& state )
+{
+    SetT Set;
+    Fill( Set, MakeKeys<KeyT>( state.range( 0 ), false ) );
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), bMissT );
+    for ( auto _ : state )
+    {
+        int64 nFound = 0;
+        for ( const KeyT& Key : Keys )
+        {
+            nFound += Set.Contains( Key ) ? 1 : 0;
+        }
+        benchmark::DoNotOptimize( nFound );
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+// The set is filled again outside the timing after every pass.
+template <typename SetT, typename KeyT>
+void RunErase( benchmark::State& state )
+{
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
+    SetT Set;
+    Fill( Set, Keys );
+    for ( auto _ : state )
+    {
+        for ( const KeyT& Key : Keys )
+        {
+            Set.Erase( Key );
+        }
+        benchmark::ClobberMemory();
+        state.PauseTiming();
+        Fill( Set, Keys );
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+using string = std::string;
+
+// The library's forms name their hash; the counterparts use their library's own.
+template <typename KeyT>
+void HashSet_Insert_QorStandardHasher( benchmark::State& state )
+{
+    RunInsert<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Insert_QorFastMultHasher( benchmark::State& state )
+{
+    RunInsert<SQorSet<KeyT, SFastMultHasher>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Insert_Abseil( benchmark::State& state )
+{
+    RunInsert<SAbseilSet<KeyT>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Insert_Std( benchmark::State& state )
+{
+    RunInsert<SStdSet<KeyT>, KeyT>( state );
+}
+
+template <typename KeyT>
+void HashSet_LookupHit_QorStandardHasher( benchmark::State& state )
+{
+    RunLookup<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT, false>( state );
+}
+template <typename KeyT>
+void HashSet_LookupHit_QorFastMultHasher( benchmark::State& state )
+{
+    RunLookup<SQorSet<KeyT, SFastMultHasher>, KeyT, false>( state );
+}
+template <typename KeyT>
+void HashSet_LookupHit_Abseil( benchmark::State& state )
+{
+    RunLookup<SAbseilSet<KeyT>, KeyT, false>( state );
+}
+template <typename KeyT>
+void HashSet_LookupHit_Std( benchmark::State& state )
+{
+    RunLookup<SStdSet<KeyT>, KeyT, false>( state );
+}
+
+template <typename KeyT>
+void HashSet_LookupMiss_QorStandardHasher( benchmark::State& state )
+{
+    RunLookup<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT, true>( state );
+}
+template <typename KeyT>
+void HashSet_LookupMiss_QorFastMultHasher( benchmark::State& state )
+{
+    RunLookup<SQorSet<KeyT, SFastMultHasher>, KeyT, true>( state );
+}
+template <typename KeyT>
+void HashSet_LookupMiss_Abseil( benchmark::State& state )
+{
+    RunLookup<SAbseilSet<KeyT>, KeyT, true>( state );
+}
+template <typename KeyT>
+void HashSet_LookupMiss_Std( benchmark::State& state )
+{
+    RunLookup<SStdSet<KeyT>, KeyT, true>( state );
+}
+
+template <typename KeyT>
+void HashSet_Erase_QorStandardHasher( benchmark::State& state )
+{
+    RunErase<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Erase_QorFastMultHasher( benchmark::State& state )
+{
+    RunErase<SQorSet<KeyT, SFastMultHasher>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Erase_Abseil( benchmark::State& state )
+{
+    RunErase<SAbseilSet<KeyT>, KeyT>( state );
+}
+template <typename KeyT>
+void HashSet_Erase_Std( benchmark::State& state )
+{
+    RunErase<SStdSet<KeyT>, KeyT>( state );
+}
+} // namespace
+
+// The integer keys under every form; strings have no multiplicative hash.
+#define QOR_HASH_SET_PEERS( Operation )                                                                                \
+    BENCHMARK( HashSet_##Operation##_QorStandardHasher<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
+    BENCHMARK( HashSet_##Operation##_QorFastMultHasher<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
+    BENCHMARK( HashSet_##Operation##_Abseil<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
+    BENCHMARK( HashSet_##Operation##_Std<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                        \
+    BENCHMARK( HashSet_##Operation##_QorStandardHasher<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
+    BENCHMARK( HashSet_##Operation##_QorFastMultHasher<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
+    BENCHMARK( HashSet_##Operation##_Abseil<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
+    BENCHMARK( HashSet_##Operation##_Std<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                        \
+    BENCHMARK( HashSet_##Operation##_QorStandardHasher<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
+    BENCHMARK( HashSet_##Operation##_Abseil<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
+    BENCHMARK( HashSet_##Operation##_Std<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 )
+
+QOR_HASH_SET_PEERS( Insert );
+QOR_HASH_SET_PEERS( LookupHit );
+QOR_HASH_SET_PEERS( LookupMiss );
+QOR_HASH_SET_PEERS( Erase );
