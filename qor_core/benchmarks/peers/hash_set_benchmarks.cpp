@@ -24,8 +24,7 @@ struct SFastMultHasher
 };
 
 // The key of position nIndex: bMiss picks the odd twin of the even key that is present.
-template <typename KeyT>
-KeyT MakeKey( int64 nIndex, bool bMiss )
+template <typename KeyT> KeyT MakeKey( int64 nIndex, bool bMiss )
 {
     const uint32 nLow = ( NoiseHash( static_cast<uint32>( nIndex ), 23 ) & ~1u ) | ( bMiss ? 1u : 0u );
     if constexpr ( std::is_same_v<KeyT, uint32> )
@@ -42,8 +41,7 @@ KeyT MakeKey( int64 nIndex, bool bMiss )
     }
 }
 
-template <typename KeyT>
-std::vector<KeyT> MakeKeys( int64 nCount, bool bMiss )
+template <typename KeyT> std::vector<KeyT> MakeKeys( int64 nCount, bool bMiss )
 {
     std::vector<KeyT> Keys;
     Keys.reserve( static_cast<size_t>( nCount ) );
@@ -55,8 +53,7 @@ std::vector<KeyT> MakeKeys( int64 nCount, bool bMiss )
 }
 
 // One interface over the three sets: the library's names on the left, the others' on the right.
-template <typename KeyT, typename HasherT>
-struct SQorSet
+template <typename KeyT, typename HasherT> struct SQorSet
 {
     NQorUnorderedSet::CQorUnorderedSet<KeyT, HasherT> _Set;
     void Insert( const KeyT& Key ) { _Set.Insert( Key ); }
@@ -64,8 +61,7 @@ struct SQorSet
     void Erase( const KeyT& Key ) { _Set.Remove( Key ); }
 };
 
-template <typename KeyT, typename SetT>
-struct SPeerSet
+template <typename KeyT, typename SetT> struct SPeerSet
 {
     SetT _Set;
     void Insert( const KeyT& Key ) { _Set.insert( Key ); }
@@ -73,13 +69,10 @@ struct SPeerSet
     void Erase( const KeyT& Key ) { _Set.erase( Key ); }
 };
 
-template <typename KeyT>
-using SAbseilSet = SPeerSet<KeyT, absl::flat_hash_set<KeyT>>;
-template <typename KeyT>
-using SStdSet = SPeerSet<KeyT, std::unordered_set<KeyT>>;
+template <typename KeyT> using SAbseilSet = SPeerSet<KeyT, absl::flat_hash_set<KeyT>>;
+template <typename KeyT> using SStdSet = SPeerSet<KeyT, std::unordered_set<KeyT>>;
 
-template <typename SetT, typename KeyT>
-void Fill( SetT& Set, const std::vector<KeyT>& Keys )
+template <typename SetT, typename KeyT> void Fill( SetT& Set, const std::vector<KeyT>& Keys )
 {
     for ( const KeyT& Key : Keys )
     {
@@ -87,8 +80,7 @@ void Fill( SetT& Set, const std::vector<KeyT>& Keys )
     }
 }
 
-template <typename SetT, typename KeyT>
-void RunInsert( benchmark::State& state )
+template <typename SetT, typename KeyT> void RunInsert( benchmark::State& state )
 {
     const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
     for ( auto _ : state )
@@ -100,8 +92,7 @@ void RunInsert( benchmark::State& state )
     state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
 
-template <typename SetT, typename KeyT, bool bMissT>
-void RunLookup( benchmark::State& state )
+template <typename SetT, typename KeyT, bool bMissT> void RunLookup( benchmark::State& state )
 {
     SetT Set;
     Fill( Set, MakeKeys<KeyT>( state.range( 0 ), false ) );
@@ -119,8 +110,7 @@ void RunLookup( benchmark::State& state )
 }
 
 // The set is filled again outside the timing after every pass.
-template <typename SetT, typename KeyT>
-void RunErase( benchmark::State& state )
+template <typename SetT, typename KeyT> void RunErase( benchmark::State& state )
 {
     const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
     SetT Set;
@@ -139,109 +129,58 @@ void RunErase( benchmark::State& state )
     state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
 
-using string = std::string;
+using FBody = void ( * )( benchmark::State& );
 
-// The library's forms name their hash; the counterparts use their library's own.
-template <typename KeyT>
-void HashSet_Insert_QorStandardHasher( benchmark::State& state )
+// A form's bodies, in the order of Operations.
+struct SForm
 {
-    RunInsert<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Insert_QorFastMultHasher( benchmark::State& state )
+    const char* pName;
+    FBody Bodies[4];
+};
+constexpr const char* Operations[] = { "Insert", "LookupHit", "LookupMiss", "Erase" };
+
+template <typename KeyT, typename SetT> SForm MakeForm( const char* pName )
 {
-    RunInsert<SQorSet<KeyT, SFastMultHasher>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Insert_Abseil( benchmark::State& state )
-{
-    RunInsert<SAbseilSet<KeyT>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Insert_Std( benchmark::State& state )
-{
-    RunInsert<SStdSet<KeyT>, KeyT>( state );
+    return {
+        pName,
+        { RunInsert<SetT, KeyT>, RunLookup<SetT, KeyT, false>, RunLookup<SetT, KeyT, true>, RunErase<SetT, KeyT> } };
 }
 
-template <typename KeyT>
-void HashSet_LookupHit_QorStandardHasher( benchmark::State& state )
+// The library's forms name their hash; the counterparts use their library's own. Strings have no
+// multiplicative hash.
+template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<SForm> FormsOf()
 {
-    RunLookup<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT, false>( state );
-}
-template <typename KeyT>
-void HashSet_LookupHit_QorFastMultHasher( benchmark::State& state )
-{
-    RunLookup<SQorSet<KeyT, SFastMultHasher>, KeyT, false>( state );
-}
-template <typename KeyT>
-void HashSet_LookupHit_Abseil( benchmark::State& state )
-{
-    RunLookup<SAbseilSet<KeyT>, KeyT, false>( state );
-}
-template <typename KeyT>
-void HashSet_LookupHit_Std( benchmark::State& state )
-{
-    RunLookup<SStdSet<KeyT>, KeyT, false>( state );
+    std::vector<SForm> Forms{
+        MakeForm<KeyT, SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>>( "QorStandardHasher" ) };
+    if constexpr ( bIntegerT )
+    {
+        Forms.push_back( MakeForm<KeyT, SQorSet<KeyT, SFastMultHasher>>( "QorFastMultHasher" ) );
+    }
+    Forms.push_back( MakeForm<KeyT, SAbseilSet<KeyT>>( "Abseil" ) );
+    Forms.push_back( MakeForm<KeyT, SStdSet<KeyT>>( "Std" ) );
+    return Forms;
 }
 
-template <typename KeyT>
-void HashSet_LookupMiss_QorStandardHasher( benchmark::State& state )
+// Registered by operation, then key type, then form: HashSet_<Operation>_<Form><<Key>>/<count>.
+const bool s_bRegistered = []
 {
-    RunLookup<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT, true>( state );
-}
-template <typename KeyT>
-void HashSet_LookupMiss_QorFastMultHasher( benchmark::State& state )
-{
-    RunLookup<SQorSet<KeyT, SFastMultHasher>, KeyT, true>( state );
-}
-template <typename KeyT>
-void HashSet_LookupMiss_Abseil( benchmark::State& state )
-{
-    RunLookup<SAbseilSet<KeyT>, KeyT, true>( state );
-}
-template <typename KeyT>
-void HashSet_LookupMiss_Std( benchmark::State& state )
-{
-    RunLookup<SStdSet<KeyT>, KeyT, true>( state );
-}
-
-template <typename KeyT>
-void HashSet_Erase_QorStandardHasher( benchmark::State& state )
-{
-    RunErase<SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Erase_QorFastMultHasher( benchmark::State& state )
-{
-    RunErase<SQorSet<KeyT, SFastMultHasher>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Erase_Abseil( benchmark::State& state )
-{
-    RunErase<SAbseilSet<KeyT>, KeyT>( state );
-}
-template <typename KeyT>
-void HashSet_Erase_Std( benchmark::State& state )
-{
-    RunErase<SStdSet<KeyT>, KeyT>( state );
-}
+    const std::pair<const char*, std::vector<SForm>> Types[] = {
+        { "uint32", FormsOf<uint32>() }, { "uint64", FormsOf<uint64>() }, { "string", FormsOf<std::string>() } };
+    for ( int32 nOperation = 0; nOperation < 4; ++nOperation )
+    {
+        for ( const auto& [pType, Forms] : Types )
+        {
+            for ( const SForm& Form : Forms )
+            {
+                const std::string Name =
+                    std::string( "HashSet_" ) + Operations[nOperation] + "_" + Form.pName + "<" + pType + ">";
+                benchmark::RegisterBenchmark( Name.c_str(), Form.Bodies[nOperation] )
+                    ->Arg( 1000 )
+                    ->Arg( 100000 )
+                    ->Arg( 1000000 );
+            }
+        }
+    }
+    return true;
+}();
 } // namespace
-
-// The integer keys under every form; strings have no multiplicative hash.
-#define QOR_HASH_SET_PEERS( Operation )                                                                                \
-    BENCHMARK( HashSet_##Operation##_QorStandardHasher<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
-    BENCHMARK( HashSet_##Operation##_QorFastMultHasher<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
-    BENCHMARK( HashSet_##Operation##_Abseil<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
-    BENCHMARK( HashSet_##Operation##_Std<uint32> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                        \
-    BENCHMARK( HashSet_##Operation##_QorStandardHasher<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
-    BENCHMARK( HashSet_##Operation##_QorFastMultHasher<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
-    BENCHMARK( HashSet_##Operation##_Abseil<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
-    BENCHMARK( HashSet_##Operation##_Std<uint64> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                        \
-    BENCHMARK( HashSet_##Operation##_QorStandardHasher<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );          \
-    BENCHMARK( HashSet_##Operation##_Abseil<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 );                     \
-    BENCHMARK( HashSet_##Operation##_Std<string> )->Arg( 1000 )->Arg( 100000 )->Arg( 1000000 )
-
-QOR_HASH_SET_PEERS( Insert );
-QOR_HASH_SET_PEERS( LookupHit );
-QOR_HASH_SET_PEERS( LookupMiss );
-QOR_HASH_SET_PEERS( Erase );
