@@ -25,7 +25,7 @@ constexpr int32 BurstCount = 1000;
 
 struct SBlock
 {
-    char Bytes[ BlockSize ];
+    char Bytes[BlockSize];
 };
 
 struct SMimalloc
@@ -42,7 +42,7 @@ struct SMimalloc
             Error = std::string( "mimalloc is not loaded: " ) + dlerror() + " (./scripts/setup installs it)";
             return;
         }
-        pMalloc = reinterpret_cast<void* ( * )( size_t )>( dlsym( pLibrary, "mi_malloc" ) );
+        pMalloc = reinterpret_cast<void* (*)( size_t )>( dlsym( pLibrary, "mi_malloc" ) );
         pFree = reinterpret_cast<void ( * )( void* )>( dlsym( pLibrary, "mi_free" ) );
         if ( pMalloc == nullptr || pFree == nullptr )
         {
@@ -81,8 +81,7 @@ struct SMimallocForm
 };
 
 // The pool of the form's kind; the synchronized one is shared by the threads of a run.
-template <bool bSynchronizedT>
-struct SPoolForm
+template <bool bSynchronizedT> struct SPoolForm
 {
     using PoolT = std::conditional_t<bSynchronizedT, CQorSynchronizedPoolAllocator<SBlock>,
                                      CQorUnsynchronizedPoolAllocator<SBlock>>;
@@ -96,8 +95,7 @@ struct SPoolForm
     static void Free( void* pBlock ) { Pool().Deallocate( pBlock ); }
 };
 
-template <typename FormT>
-void RunPair( benchmark::State& state )
+template <typename FormT> void RunPair( benchmark::State& state )
 {
     if ( !FormT::Ready( state ) )
     {
@@ -112,8 +110,7 @@ void RunPair( benchmark::State& state )
     state.SetItemsProcessed( state.iterations() );
 }
 
-template <typename FormT>
-void RunBurst( benchmark::State& state )
+template <typename FormT> void RunBurst( benchmark::State& state )
 {
     if ( !FormT::Ready( state ) )
     {

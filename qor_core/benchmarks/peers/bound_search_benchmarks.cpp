@@ -15,14 +15,13 @@ namespace
 {
 constexpr int32 LookupCount = 1024;
 
-template <typename SearchT>
-void RunRandomLowerBound( benchmark::State& state, SearchT Search )
+template <typename SearchT> void RunRandomLowerBound( benchmark::State& state, SearchT Search )
 {
     const int32 nCount = static_cast<int32>( state.range( 0 ) );
     std::vector<int32> Values( static_cast<size_t>( nCount ) );
     for ( int32 nIndex = 0; nIndex < nCount; ++nIndex )
     {
-        Values[ static_cast<size_t>( nIndex ) ] = 2 * nIndex;
+        Values[static_cast<size_t>( nIndex )] = 2 * nIndex;
     }
     CQorRandom Random( 42 );
     std::vector<int32> Lookups( LookupCount );

@@ -16,7 +16,7 @@ void Text_ToChars_Qor( benchmark::State& state )
     const int64 Value = state.range( 0 );
     for ( auto _ : state )
     {
-        char Buffer[ 25 ];
+        char Buffer[25];
         benchmark::DoNotOptimize( to_chars( Buffer, Buffer + sizeof( Buffer ), Value ) );
     }
 }
@@ -26,7 +26,7 @@ void Text_ToChars_Std( benchmark::State& state )
     const int64 Value = state.range( 0 );
     for ( auto _ : state )
     {
-        char Buffer[ 25 ];
+        char Buffer[25];
         benchmark::DoNotOptimize( std::to_chars( Buffer, Buffer + sizeof( Buffer ), Value ) );
     }
 }
@@ -67,8 +67,9 @@ void Text_FromChars_Std( benchmark::State& state )
 // One digit, a short, an int32 and an int64 at full width, each signed both ways.
 void Values( benchmark::internal::Benchmark* pBenchmark )
 {
-    for ( const int64 Value : { int64( 7 ), int64( -7 ), int64( 4096 ), int64( -32768 ), int64( 2147483647 ),
-                                int64( -2147483647 - 1 ), int64( 9223372036854775807 ), int64( -9223372036854775807 - 1 ) } )
+    for ( const int64 Value :
+          { int64( 7 ), int64( -7 ), int64( 4096 ), int64( -32768 ), int64( 2147483647 ), int64( -2147483647 - 1 ),
+            int64( 9223372036854775807 ), int64( -9223372036854775807 - 1 ) } )
     {
         pBenchmark->Arg( Value );
     }

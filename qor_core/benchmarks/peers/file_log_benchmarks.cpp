@@ -20,7 +20,8 @@ constexpr const char c_Line[] = "Logging: THIS IS A TEST LOG VALUE";
 
 std::string LogPath( const char* pForm )
 {
-    return ( std::filesystem::temp_directory_path() / ( std::string( "qor_core_peer_log_" ) + pForm + ".txt" ) ).string();
+    return ( std::filesystem::temp_directory_path() / ( std::string( "qor_core_peer_log_" ) + pForm + ".txt" ) )
+        .string();
 }
 
 void Log_File_Qor( benchmark::State& state )
