@@ -7,10 +7,9 @@
 // row 0, 0, 0, 1 is implied.
 //
 // Products come in two forms. The scalar form sums the products column by column in a fixed order. The
-// vector form (CSimdMatrix4x4) holds four aligned 128-bit columns and sums each dot product pairwise, as
-// horizontal adds over the transposed left operand would: ( p0 + p1 ) + ( p2 + p3 ). It computes that order with
-// vertical adds over broadcast lanes, which is cheaper. Its order of additions differs from the scalar one,
-// so the two forms agree within rounding, not bit for bit. The 3x3 and 3x4 matrices stay compact and are expanded to the vector form on
+// vector form (CSimdMatrix4x4) holds four aligned 128-bit columns, transposes the left operand into rows and
+// sums each product with horizontal adds; its order of additions differs, so the two forms agree within
+// rounding, not bit for bit. The 3x3 and 3x4 matrices stay compact and are expanded to the vector form on
 // demand. Off x86 the vector form runs a scalar routine with the same order of additions.
 
 #include "qor_core/qor_assert.h"
@@ -356,20 +355,24 @@ public:
     {
         CSimdMatrix4x4 Result;
 #if defined( __SSE3__ )
-        // Lane i of column J is ( A[i][0] * B[0][J] + A[i][1] * B[1][J] ) + ( A[i][2] * B[2][J] + A[i][3] * B[3][J] ):
-        // the order of the horizontal adds over the transposed rows. The same products summed in that order
-        // with vertical adds over the columns of Left, each weighted by a broadcast lane of Right's column,
-        // give the same bits without the transpose and the three-uop horizontal adds.
         const __m128* pColumns = Left._Columns;
+        // Transpose into rows: lanes 0, 1 and 2, 3 of column pairs first, then the even and odd lanes of those.
+        const __m128 Low01 = _mm_shuffle_ps( pColumns[ 0 ], pColumns[ 1 ], _MM_SHUFFLE( 1, 0, 1, 0 ) );
+        const __m128 High01 = _mm_shuffle_ps( pColumns[ 0 ], pColumns[ 1 ], _MM_SHUFFLE( 3, 2, 3, 2 ) );
+        const __m128 Low23 = _mm_shuffle_ps( pColumns[ 2 ], pColumns[ 3 ], _MM_SHUFFLE( 1, 0, 1, 0 ) );
+        const __m128 High23 = _mm_shuffle_ps( pColumns[ 2 ], pColumns[ 3 ], _MM_SHUFFLE( 3, 2, 3, 2 ) );
+        const __m128 Row0 = _mm_shuffle_ps( Low01, Low23, _MM_SHUFFLE( 2, 0, 2, 0 ) );
+        const __m128 Row1 = _mm_shuffle_ps( Low01, Low23, _MM_SHUFFLE( 3, 1, 3, 1 ) );
+        const __m128 Row2 = _mm_shuffle_ps( High01, High23, _MM_SHUFFLE( 2, 0, 2, 0 ) );
+        const __m128 Row3 = _mm_shuffle_ps( High01, High23, _MM_SHUFFLE( 3, 1, 3, 1 ) );
+        // Unrolled, the columns of Right stay in registers instead of passing through the stack.
 #pragma GCC unroll 4
         for ( int32 J = 0; J < 4; ++J )
         {
             const __m128 Column = Right._Columns[ J ];
-            const __m128 Product0 = _mm_mul_ps( pColumns[ 0 ], _mm_shuffle_ps( Column, Column, _MM_SHUFFLE( 0, 0, 0, 0 ) ) );
-            const __m128 Product1 = _mm_mul_ps( pColumns[ 1 ], _mm_shuffle_ps( Column, Column, _MM_SHUFFLE( 1, 1, 1, 1 ) ) );
-            const __m128 Product2 = _mm_mul_ps( pColumns[ 2 ], _mm_shuffle_ps( Column, Column, _MM_SHUFFLE( 2, 2, 2, 2 ) ) );
-            const __m128 Product3 = _mm_mul_ps( pColumns[ 3 ], _mm_shuffle_ps( Column, Column, _MM_SHUFFLE( 3, 3, 3, 3 ) ) );
-            Result._Columns[ J ] = _mm_add_ps( _mm_add_ps( Product0, Product1 ), _mm_add_ps( Product2, Product3 ) );
+            const __m128 Sum01 = _mm_hadd_ps( _mm_mul_ps( Row0, Column ), _mm_mul_ps( Row1, Column ) );
+            const __m128 Sum23 = _mm_hadd_ps( _mm_mul_ps( Row2, Column ), _mm_mul_ps( Row3, Column ) );
+            Result._Columns[ J ] = _mm_hadd_ps( Sum01, Sum23 );
         }
 #else
         NDetail::MultiplyColumnsPairwise( reinterpret_cast<const float*>( Left._Columns ),
