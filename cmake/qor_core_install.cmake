@@ -1,5 +1,5 @@
-# The installed package: lib/libqor_core.a, the headers under include/qor_core/, and lib/cmake/qor_core/ for
-# find_package( qor_core CONFIG ).
+# The installed package: lib/libqor_core.a, the headers under include/qor_core/, the GDB pretty-printers under
+# share/qor_core/gdb/, and lib/cmake/qor_core/ for find_package( qor_core CONFIG ).
 #
 # A user links qor_core::qor_core, an interface target that takes the archive whole: the library's static
 # initialisers register log categories, options and actions from units nothing else references, and a plain
@@ -28,11 +28,12 @@ install( TARGETS qor_core qor_core_whole EXPORT qor_core_targets
          INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} )
 install( DIRECTORY qor_core/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor_core
          FILES_MATCHING PATTERN "*.h" PATTERN "benchmarks" EXCLUDE )
+install( FILES tools/gdb/qor_core_printers.py DESTINATION ${CMAKE_INSTALL_DATADIR}/qor_core/gdb )
 
 set( QOR_CORE_CONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qor_core )
 install( EXPORT qor_core_targets NAMESPACE qor_core:: FILE qor_core-targets.cmake DESTINATION ${QOR_CORE_CONFIG_DIR} )
 configure_package_config_file( cmake/qor_core-config.cmake.in ${PROJECT_BINARY_DIR}/qor_core-config.cmake
-                               INSTALL_DESTINATION ${QOR_CORE_CONFIG_DIR} )
+                               INSTALL_DESTINATION ${QOR_CORE_CONFIG_DIR} PATH_VARS CMAKE_INSTALL_DATADIR )
 write_basic_package_version_file( ${PROJECT_BINARY_DIR}/qor_core-config-version.cmake
                                   COMPATIBILITY SameMinorVersion )
 install( FILES ${PROJECT_BINARY_DIR}/qor_core-config.cmake ${PROJECT_BINARY_DIR}/qor_core-config-version.cmake
