@@ -2,8 +2,8 @@
 # share/qor_core/gdb/, and lib/cmake/qor_core/ for find_package( qor_core CONFIG ).
 #
 # A user links qor_core::qor_core, an interface target that takes the archive whole: the library's static
-# initialisers register log categories, options and actions from units nothing else references, and a plain
-# archive would drop them. The archive itself is exported as qor_core::qor_core_archive.
+# initialisers register log categories, options and actions from units a program may never call into, and a
+# plain archive would drop them. The archive itself is exported as qor_core::qor_core_archive.
 include( GNUInstallDirs )
 include( CMakePackageConfigHelpers )
 
