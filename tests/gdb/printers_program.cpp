@@ -46,6 +46,7 @@ int main()
 
     CQorHybridArray<int32, 4> HybridInline{ 1, 2 };
     CQorHybridArray<int32, 2> HybridHeap{ 1, 2, 3 };
+    const CQorHybridArray<int32, 2>& HybridReference = HybridHeap;
     CQorStaticArray<int32, 3> Static{ 7, 8 };
 
     CQorDoubleEndedArray<int32> DoubleEnded;
@@ -61,6 +62,7 @@ int main()
         Set.Insert( Value );
     }
     NQorUnorderedSet::CQorUnorderedSet<int32> EmptySet;
+    const NQorUnorderedSet::CQorUnorderedSet<int32>& SetReference = Set;
     NQorUnorderedSet::CQorHybridUnorderedSet<int32, 3> HybridSet;
     HybridSet.Insert( 5 );
     NQorUnorderedMap::CQorUnorderedMap<int32, CString> Map;
@@ -105,5 +107,5 @@ int main()
     CQorAny<16> AnyEmpty;
 
     StopHere();
-    return Array.GetSize() + Static.GetSize();
+    return HybridReference.GetSize() + SetReference.GetSize();
 }

@@ -13,6 +13,7 @@ import re
 
 import gdb
 import gdb.printing
+import gdb.types
 
 # CFixedPoint holds the number times this.
 FIXED_POINT_SCALE = 100000
@@ -24,7 +25,7 @@ SENTINEL_DISTANCE = 255
 
 def template_name(value_type, shown_arguments):
     """The type's name with the first shown_arguments template arguments, defaults left out."""
-    basic = value_type.strip_typedefs().unqualified()
+    basic = gdb.types.get_basic_type(value_type)
     name = basic.tag or basic.name
     base = name.split('<', 1)[0]
     arguments = []
@@ -126,7 +127,7 @@ class DoubleEndedArrayPrinter:
 
 def table_items(table):
     """The items of a CQorRobinHoodTable in bucket order: its entries up to the sentinel, the live ones."""
-    item_type = table.type.strip_typedefs().template_argument(0)
+    item_type = gdb.types.get_basic_type(table.type).template_argument(0)
     entry = table['_pEntries']
     # The buckets, the overflow tail and the sentinel: the walk never goes further, also on a broken table.
     entry_count = int(table['_nMask']) + 1 + int(table['_nMaxDistance']) + 1
@@ -151,6 +152,7 @@ class TablePrinter:
         self.value = value
         self.name = name
         self.table = value if table is None else table
+        self.is_map = is_map_entry(gdb.types.get_basic_type(self.table.type).template_argument(0))
 
     def to_string(self):
         size = int(self.table['_nSize'])
@@ -161,21 +163,19 @@ class TablePrinter:
         return '%s of size %d, %d buckets' % (self.name, size, mask + 1)
 
     def children(self):
-        item_type = self.table.type.strip_typedefs().template_argument(0)
         for index, item in enumerate(table_items(self.table)):
-            if is_map_entry(item_type):
+            if self.is_map:
                 yield '[%d]' % (2 * index), item['Key']
                 yield '[%d]' % (2 * index + 1), item['Value']
             else:
                 yield '[%d]' % index, item
 
     def display_hint(self):
-        item_type = self.table.type.strip_typedefs().template_argument(0)
-        return 'map' if is_map_entry(item_type) else 'array'
+        return 'map' if self.is_map else 'array'
 
 
 def robin_hood_table_printer(value):
-    item_type = value.type.strip_typedefs().template_argument(0)
+    item_type = gdb.types.get_basic_type(value.type).template_argument(0)
     if is_map_entry(item_type):
         name = 'CQorRobinHoodTable<%s, %s>' % (item_type.template_argument(0), item_type.template_argument(1))
     else:
@@ -184,12 +184,12 @@ def robin_hood_table_printer(value):
 
 
 def set_printer(value):
-    shown = 2 if 'Hybrid' in value.type.strip_typedefs().tag.split('<', 1)[0] else 1
+    shown = 2 if 'Hybrid' in gdb.types.get_basic_type(value.type).tag.split('<', 1)[0] else 1
     return TablePrinter(value, template_name(value.type, shown), value['_Table'])
 
 
 def map_printer(value):
-    shown = 3 if 'Hybrid' in value.type.strip_typedefs().tag.split('<', 1)[0] else 2
+    shown = 3 if 'Hybrid' in gdb.types.get_basic_type(value.type).tag.split('<', 1)[0] else 2
     return TablePrinter(value, template_name(value.type, shown), value['_Table'])
 
 
@@ -237,7 +237,7 @@ class OptionalPrinter:
 
     def children(self):
         if bool(self.value['_IsSet']):
-            value_type = self.value.type.strip_typedefs().template_argument(0)
+            value_type = gdb.types.get_basic_type(self.value.type).template_argument(0)
             yield '[value]', self.value['_Storage'].address.cast(value_type.pointer()).dereference()
 
 
