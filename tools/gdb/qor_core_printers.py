@@ -24,7 +24,7 @@ SENTINEL_DISTANCE = 255
 
 
 def template_name(value_type, shown_arguments):
-    """The type's name with the first shown_arguments template arguments, defaults left out."""
+    """The type's name without its namespace, with its first shown_arguments template arguments."""
     basic = gdb.types.get_basic_type(value_type)
     name = basic.tag or basic.name
     base = name.split('<', 1)[0]
