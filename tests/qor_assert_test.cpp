@@ -10,11 +10,16 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace
 {
+// The test program never waits for a person, whether ctest runs it or someone at a terminal: a report that
+// reaches the dialog is logged and the site silenced.
+[[maybe_unused]] const int g_nNoPrompt = setenv( "CI", "1", 0 );
+
 int g_nCallbackRuns = 0;
 void CountCallback()
 {
@@ -146,26 +151,43 @@ TEST( QorAssert, BreakRequestCallsTheDumpHandler )
     EXPECT_EQ( g_nDumps, 2 );
 }
 
-// Each mode needs its own site: the first report silences the site for the rest of the run.
-#define QOR_TEST_LOGS_ONCE( bLogOnlyMode )                                                                             \
-    {                                                                                                                  \
-        SSwitchesGuard Guard;                                                                                          \
-        g_bLogOnly = bLogOnlyMode;                                                                                     \
-        SetLogger( {} );                                                                                               \
-        testing::internal::CaptureStderr();                                                                            \
-        for ( int I = 0; I < 3; ++I )                                                                                  \
-        {                                                                                                              \
-            QOR_ASSERT( I > 5 );                                                                                       \
-        }                                                                                                              \
-        const std::string Expected =                                                                                   \
-            std::string( "Assertion failed: " ) + __FILE__ + ":" + std::to_string( __LINE__ ) + " (I > 5)\n";          \
-        EXPECT_EQ( WithoutLogLocation( testing::internal::GetCapturedStderr() ), Expected );                           \
-    }
-
-TEST( QorAssert, WithoutHandlerASiteLogsOnceAndFallsSilent )
+TEST( QorAssert, LogOnlyModeLogsEachSiteOnce )
 {
-    QOR_TEST_LOGS_ONCE( false );
-    QOR_TEST_LOGS_ONCE( true );
+    SSwitchesGuard Guard;
+    g_bLogOnly = true;
+    SetLogger( {} );
+    testing::internal::CaptureStderr();
+    const int nLine = __LINE__ + 3;
+    for ( int I = 0; I < 3; ++I )
+    {
+        QOR_ASSERT( I > 5 );
+    }
+    const std::string Expected =
+        std::string( "Assertion failed: " ) + __FILE__ + ":" + std::to_string( nLine ) + " (I > 5)\n";
+    EXPECT_EQ( WithoutLogLocation( testing::internal::GetCapturedStderr() ), Expected );
+}
+
+// The test program runs with CI set: the dialog asks nobody, tells the debugger channel (standard error) and the
+// log, and silences the site as "Always ignore" would.
+TEST( QorAssert, DialogWithoutAPersonLogsOnceAndSilencesTheSite )
+{
+    SSwitchesGuard Guard;
+    g_bLogOnly = false;
+    SetLogger( {} );
+    testing::internal::CaptureStderr();
+    const int nLine = __LINE__ + 3;
+    for ( int I = 0; I < 3; ++I )
+    {
+        QOR_ASSERT( I > 5 );
+    }
+    const std::string Place = std::string( __FILE__ ) + "(" + std::to_string( nLine );
+    const std::string Captured = testing::internal::GetCapturedStderr();
+    const std::string DebuggerText = "\n\n---------------------------------------------\nAssertion failed:\n"
+                                     "Assertion:   I > 5\nFile:        " +
+                                     Place + ").\n---------------------------------------------\n\n";
+    ASSERT_EQ( Captured.substr( 0, DebuggerText.size() ), DebuggerText );
+    EXPECT_EQ( WithoutLogLocation( Captured.substr( DebuggerText.size() ) ),
+               "Assertion:   I > 5\n\n" + Place + "):\n" );
 }
 
 TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
