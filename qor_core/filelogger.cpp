@@ -5,6 +5,7 @@
 #include "qor_core/platform/qor_debugger.h"
 #include "qor_core/qor_charconv.h"
 #include "qor_core/qor_assert.h"
+#include "qor_core/qor_log_categories.h"
 #include "qor_core/thread/qor_thread.h"
 
 #include <algorithm>
@@ -116,8 +117,9 @@ CFileLogger::CFileLogger( const char* pPath, uint32 Flags )
 
 CFileLogger::~CFileLogger() = default;
 
-void CFileLogger::Log( uint32, CQorStringView File, uint32 Line, const CString& Message )
+void CFileLogger::Log( uint32 Category, CQorStringView File, uint32 Line, const CString& Message )
 {
+    QOR_ASSERT_MSG( FindLogCategoryName( Category ), "missing log category %i", int( Category ) );
     CString Text;
     AddLineCount( NFileLogger::ComposeLine( Text, _Flags, File, Line, Message ) );
     CScopedLock<CSpinLock> Lock( &_Lock );
@@ -188,23 +190,30 @@ void CFilterLogger::Log( uint32 Category, CQorStringView File, uint32 Line, cons
     pEntry->_pLogger->AddMessageCount();
     if ( pEntry->_bLogToDebugger )
     {
-        LogToDebugger( File, Line, Message );
+        LogToDebugger( Category, File, Line, Message );
     }
 }
 
-// The category's name joins the text once categories are registered by name.
-void CFilterLogger::LogToDebugger( CQorStringView File, uint32 Line, const CString& Message )
+void CFilterLogger::LogToDebugger( uint32 Category, CQorStringView File, uint32 Line, const CString& Message )
 {
     char Location[ 512 ];
+    char CategoryName[ 512 ];
     char Thread[ 512 ];
     const int32 nLocation = TakenLength(
         std::snprintf( Location, sizeof( Location ), "%.*s(%d): ", int( File.GetSize() ), TextOf( File ), int( Line ) ),
         sizeof( Location ) );
+    const CString* pCategoryName = FindLogCategoryName( Category );
+    const int32 nCategoryName =
+        pCategoryName ? TakenLength( std::snprintf( CategoryName, sizeof( CategoryName ), "[%s]",
+                                                    pCategoryName->GetData() ),
+                                     sizeof( CategoryName ) )
+                      : 0;
     const int32 nThread =
         TakenLength( std::snprintf( Thread, sizeof( Thread ), "[%s] ", NThreads::GetThreadName() ), sizeof( Thread ) );
     CString Text;
-    Text.Reserve( nLocation + nThread + Message.GetSize() );
+    Text.Reserve( nLocation + nCategoryName + nThread + Message.GetSize() );
     Text += Piece( Location, nLocation );
+    Text += Piece( CategoryName, nCategoryName );
     Text += Piece( Thread, nThread );
     Text += Message;
     NPlatform::OutputDebugString( Text.GetData() );

@@ -44,7 +44,7 @@ public:
     CFileLogger( const char* pPath, uint32 Flags );
     ~CFileLogger() override;
 
-    // Counts the message's lines; every category is written.
+    // Counts the message's lines; every category is written, and one that isn't registered is reported.
     void Log( uint32 Category, CQorStringView File, uint32 Line, const CString& Message ) override;
     void Flush() override;
     int GetLoggerType() const override { return LOGGER_TYPE_FILE; }
@@ -107,8 +107,8 @@ public:
     void RemoveObserver( CLogObserver* pObserver );
 
 private:
-    // "file(line): ", the thread's name in brackets, then the message.
-    static void LogToDebugger( CQorStringView File, uint32 Line, const CString& Message );
+    // "file(line): ", the category's name and the thread's name in brackets, then the message.
+    static void LogToDebugger( uint32 Category, CQorStringView File, uint32 Line, const CString& Message );
 
     CQorArray<CLogObserver*> _Observers;
 };

@@ -2,7 +2,8 @@
 
 // CMemoryFile: a CFile over memory. It serves either a CBlob, which grows as it is written, or a fixed
 // buffer of the caller's, which refuses what doesn't fit. It reports by return values and assertions and
-// never throws. The position counts from the start of the blob or buffer; the file has no name.
+// never throws. The position counts from the start of the blob or buffer; the file has no name unless
+// SetFileName gives it one.
 //
 // The text interface treats a zero byte as the end of the file: GetChar gives 255 for it, as it does at the
 // end, and IsGood goes false. A failed write sets a failure flag that sticks until Rewind.
@@ -58,6 +59,8 @@ public:
     // The blob written to or read, or null over a buffer.
     CBlob* GetBlob() const { return _pBlob; }
     bool HasFailed() const { return _bFailed; }
+    // Names the file: a memory file that holds the contents of a file of storage takes its name, for messages.
+    void SetFileName( const CString& FileName ) { _FileName = FileName; }
 
 private:
     CBlob* _pBlob = nullptr;

@@ -3,8 +3,8 @@
 // Intrusive sharing. An object keeps its own reference count (CQorRefCountable); CQorPtr is the shared owner
 // that adds and drops references. Unlike std::shared_ptr there is no control block: an object from an
 // allocator (CQorAllocatedRefCountable) goes back to that allocator, and a raw pointer can be turned into a
-// new owner at any time. Release is not virtual: CQorPtr<T> calls T's own, so an allocated object is held
-// by a type derived from CQorAllocatedRefCountable.
+// new owner at any time. The last Release ends the object through a virtual hook, so an allocated object
+// goes back to its allocator also when it is held as a plain CQorRefCountable.
 //
 // The count is the only shared state; increments and decrements are sequentially consistent, and the thread
 // that brings the count from 1 to 0 destroys the object.
@@ -35,13 +35,16 @@ public:
     {
         if ( DropReference() )
         {
-            delete this;
+            Destroy();
         }
     }
 
     int32 GetRefCount() const { return _nRefCount.load(); }
 
 protected:
+    // How the last reference ends the object: an object from new is deleted.
+    virtual void Destroy() { delete this; }
+
     // True for the caller that took the last reference. A count at zero already reports and stays alive.
     bool DropReference()
     {
@@ -62,12 +65,11 @@ public:
     // REQUIRES: the object lives at the start of a block from pAllocator, which outlives it.
     explicit CQorAllocatedRefCountable( CQorAllocator* pAllocator ) : _pAllocator( pAllocator ) {}
 
-    void Release()
+    CQorAllocator* GetAllocator() const { return _pAllocator; }
+
+protected:
+    void Destroy() override
     {
-        if ( !DropReference() )
-        {
-            return;
-        }
         // Read while the object lives. The block starts at the most-derived object, which need not be where
         // this base is.
         CQorAllocator* pAllocator = _pAllocator;
@@ -76,8 +78,6 @@ public:
         this->~CQorAllocatedRefCountable();
         pAllocator->Deallocate( pBlock );
     }
-
-    CQorAllocator* GetAllocator() const { return _pAllocator; }
 
 private:
     CQorAllocator* _pAllocator;

@@ -1,8 +1,9 @@
 #pragma once
 
 // CQorAlloca: an array of a size known only at run time, on the caller's stack. Guard words 0xa110ca7e sit in
-// the 4 bytes before and the 4 bytes after the elements; the destructor checks both, so an overrun is reported
-// where the array dies. The stack memory must come from the caller's own frame, hence the macro:
+// the 4 bytes before and the 4 bytes right after the elements, whatever the element size; the destructor checks
+// both, so an overrun by even one byte is reported where the array dies. The stack memory must come from the
+// caller's own frame, hence the macro:
 //     auto Scratch = QOR_ALLOCA( int32, nCount ); // nCount is evaluated twice
 // Elements are default-constructed (trivial ones stay uninitialised) and destroyed with the array.
 
@@ -11,6 +12,7 @@
 #include <alloca.h>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <type_traits>
 
@@ -23,7 +25,7 @@ public:
     // The stack bytes for Count elements, both guards and the alignment slack.
     static constexpr size_t BytesFor( int Count )
     {
-        return 4 + ( nDataAlignment - 1 ) + static_cast<size_t>( Count > 0 ? Count : 0 ) * sizeof( T ) + 3 + 4;
+        return 4 + ( nDataAlignment - 1 ) + static_cast<size_t>( Count > 0 ? Count : 0 ) * sizeof( T ) + 4;
     }
 
     // REQUIRES: pStack holds BytesFor( Count ) bytes and outlives the array.
@@ -31,8 +33,8 @@ public:
     {
         const uintptr_t nFirst = reinterpret_cast<uintptr_t>( pStack ) + 4;
         _pData = reinterpret_cast<T*>( ( nFirst + nDataAlignment - 1 ) & ~( nDataAlignment - 1 ) );
-        *reinterpret_cast<int*>( GuardBefore() ) = static_cast<int>( nGuard );
-        *reinterpret_cast<int*>( GuardAfter() ) = static_cast<int>( nGuard );
+        std::memcpy( GuardBefore(), &nGuard, 4 );
+        std::memcpy( GuardAfter(), &nGuard, 4 );
         for ( int I = 0; I < _count; ++I )
         {
             ::new ( static_cast<void*>( _pData + I ) ) T;
@@ -47,9 +49,12 @@ public:
                 _pData[ I ].~T();
             }
         }
-        unsigned char* tmp = GuardBefore();
+        // The trailing guard may be unaligned: each guard is read through an aligned copy.
+        int nGuardValue;
+        unsigned char* tmp = reinterpret_cast<unsigned char*>( &nGuardValue );
+        std::memcpy( tmp, GuardBefore(), 4 );
         QOR_ASSERT( *( reinterpret_cast<int*>( tmp ) ) == (int)0xa110ca7e );
-        tmp = GuardAfter();
+        std::memcpy( tmp, GuardAfter(), 4 );
         QOR_ASSERT( *( reinterpret_cast<int*>( tmp ) ) == (int)0xa110ca7e );
     }
     CQorAlloca( const CQorAlloca& ) = delete;
@@ -74,12 +79,7 @@ private:
     static constexpr uint32_t nGuard = 0xa110ca7e;
 
     unsigned char* GuardBefore() const { return reinterpret_cast<unsigned char*>( _pData ) - 4; }
-    // The first 4-aligned place behind the elements.
-    unsigned char* GuardAfter() const
-    {
-        const uintptr_t nEnd = reinterpret_cast<uintptr_t>( _pData + _count );
-        return reinterpret_cast<unsigned char*>( ( nEnd + 3 ) & ~uintptr_t( 3 ) );
-    }
+    unsigned char* GuardAfter() const { return reinterpret_cast<unsigned char*>( _pData + _count ); }
 
     T* _pData;
     int _count;

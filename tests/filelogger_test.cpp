@@ -1,5 +1,6 @@
 #include "qor_core/filelogger.h"
 
+#include "qor_core/qor_log_categories.h"
 #include "qor_core/thread/qor_thread.h"
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
@@ -128,6 +129,7 @@ TEST( CFileLogger, AFileThatWontOpenSendsTheLinesToStandardOutput )
 TEST( CFileLogger, ThreadsLoseAndInterleaveNoLine )
 {
     constexpr uint32 c_Category = 1001;
+    static const SLogCategory s_Category( c_Category, "File logger threads test" );
     constexpr int nThreads = 4;
     constexpr int nMessages = 150;
     for ( int Round = 0; Round < 4; ++Round )

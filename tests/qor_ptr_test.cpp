@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <new>
@@ -60,18 +61,13 @@ TEST( CQorPtr, LastReleaseDeletesAnObjectFromNewAndEmptyDereferenceReports )
 {
     int nDestroyed = 0;
     CQorPtr<SCountedFromNew> First( new SCountedFromNew( nDestroyed ) );
-    EXPECT_EQ( First->GetRefCount(), 1 );
     {
         CQorPtr<SCountedFromNew> Second = First;
         CQorPtr<CQorRefCountable> AsBase( Second );
-        EXPECT_EQ( First->GetRefCount(), 3 );
-        EXPECT_TRUE( Second == First );
+        EXPECT_TRUE( First->GetRefCount() == 3 && Second == First );
     }
-    EXPECT_EQ( First->GetRefCount(), 1 );
     CQorPtr<SCountedFromNew> Moved( std::move( First ) );
-    EXPECT_TRUE( First.IsEmpty() );
-    EXPECT_EQ( Moved->GetRefCount(), 1 );
-    EXPECT_EQ( nDestroyed, 0 );
+    EXPECT_TRUE( First.IsEmpty() && Moved->GetRefCount() == 1 && nDestroyed == 0 );
     Moved.Reset();
     EXPECT_EQ( nDestroyed, 1 );
 
@@ -80,22 +76,25 @@ TEST( CQorPtr, LastReleaseDeletesAnObjectFromNewAndEmptyDereferenceReports )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "!IsEmpty()" } );
 }
 
-TEST( CQorAllocatedRefCountable, IsFreedAtTheMostDerivedAddress )
+// The block goes back to the object's allocator at the most-derived address, whatever the pointer's type.
+TEST( CQorAllocatedRefCountable, GoesBackToItsAllocatorAtTheMostDerivedAddress )
 {
     CCountingAllocator Allocator;
     std::atomic<int> nDestroyed = 0;
     CSecondBaseObject* pObject = MakeObject( &Allocator, nDestroyed );
-    CQorAllocatedRefCountable* pCounted = pObject;
-    ASSERT_NE( static_cast<void*>( pCounted ), static_cast<void*>( pObject ) );
-    EXPECT_EQ( pCounted->GetAllocator(), &Allocator );
+    ASSERT_NE( static_cast<void*>( static_cast<CQorAllocatedRefCountable*>( pObject ) ), static_cast<void*>( pObject ) )
+        << "the counted base does not start the object";
+    EXPECT_EQ( pObject->GetAllocator(), &Allocator );
     {
         CQorPtr<CSecondBaseObject> Holder( pObject );
         CQorPtr<CSecondBaseObject> Copy = Holder;
     }
-    EXPECT_EQ( nDestroyed, 1 );
-    EXPECT_EQ( Allocator.DeallocateCalls(), 1 );
-    EXPECT_EQ( Allocator.ForeignDeallocations(), 0 );
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
+    {
+        CQorPtr<CQorRefCountable> AsBase( MakeObject( &Allocator, nDestroyed ) );
+    }
+    EXPECT_EQ( nDestroyed, 2 );
+    EXPECT_EQ( Allocator.DeallocateCalls(), 2 );
+    EXPECT_EQ( Allocator.ForeignDeallocations() + Allocator.LiveBlocks(), 0 );
 }
 
 TEST( CQorAllocatedRefCountable, CountBelowZeroReportsOnce )
@@ -105,75 +104,63 @@ TEST( CQorAllocatedRefCountable, CountBelowZeroReportsOnce )
     std::atomic<int> nDestroyed = 0;
     CSecondBaseObject* pObject = MakeObject( &Allocator, nDestroyed );
     pObject->Release();
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "nRefCount > 0" } );
-    EXPECT_EQ( nDestroyed, 0 );
-    EXPECT_EQ( pObject->GetRefCount(), -1 );
-
-    Asserts.Clear();
+    EXPECT_TRUE( nDestroyed == 0 && pObject->GetRefCount() == -1 );
     pObject->AddRef();
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "nRefCount >= 0" } );
     pObject->AddRef();
     pObject->Release();
-    EXPECT_EQ( nDestroyed, 1 );
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "nRefCount > 0", "nRefCount >= 0" } ) );
+    EXPECT_TRUE( nDestroyed == 1 && Allocator.LiveBlocks() == 0 );
 }
 
-// Workers copy and drop a shared pointer concurrently, then drop their last copies together: a lost
-// update in the count would free the object early, twice, or never.
+// Each round the workers start together behind a barrier, copy and drop the shared pointer, then drop their
+// last copies together after the main thread's: a lost update in the count frees the object early, twice or
+// never, and the last drop runs the destructor on a worker.
 TEST( CQorAllocatedRefCountable, ConcurrentCopiesAndDropsDestroyExactlyOnce )
 {
     constexpr int nThreads = 4;
     constexpr int nRounds = 200;
-    constexpr int nCopiesPerRound = 50;
     CCountingAllocator Allocator;
     std::atomic<int> nDestroyed = 0;
     CQorPtr<CSecondBaseObject> Shared;
     std::vector<CQorPtr<CSecondBaseObject>> Handed( nThreads );
     std::barrier Sync( nThreads + 1 );
-
+    auto Worker = [ & ]( int nThread )
+    {
+        for ( int nRound = 0; nRound < nRounds; ++nRound )
+        {
+            Sync.arrive_and_wait();
+            for ( int I = 0; I < 50; ++I )
+            {
+                CQorPtr<CSecondBaseObject> Copy = Shared;
+                CQorPtr<CSecondBaseObject> Moved = std::move( Copy );
+            }
+            Sync.arrive_and_wait();
+            Sync.arrive_and_wait();
+            Handed[ nThread ].Reset();
+            Sync.arrive_and_wait();
+        }
+    };
     std::vector<std::thread> Workers;
     for ( int nThread = 0; nThread < nThreads; ++nThread )
     {
-        Workers.emplace_back(
-            [ &, nThread ]
-            {
-                for ( int nRound = 0; nRound < nRounds; ++nRound )
-                {
-                    Sync.arrive_and_wait();
-                    for ( int I = 0; I < nCopiesPerRound; ++I )
-                    {
-                        CQorPtr<CSecondBaseObject> Copy = Shared;
-                        CQorPtr<CSecondBaseObject> Moved = std::move( Copy );
-                    }
-                    Sync.arrive_and_wait();
-                    Sync.arrive_and_wait();
-                    Handed[ nThread ].Reset();
-                    Sync.arrive_and_wait();
-                }
-            } );
+        Workers.emplace_back( Worker, nThread );
     }
-    const std::thread::id MainId = std::this_thread::get_id();
     for ( int nRound = 0; nRound < nRounds; ++nRound )
     {
         Shared = CQorPtr<CSecondBaseObject>( MakeObject( &Allocator, nDestroyed ) );
-        for ( CQorPtr<CSecondBaseObject>& Copy : Handed )
-        {
-            Copy = Shared;
-        }
+        std::fill( Handed.begin(), Handed.end(), Shared );
         Sync.arrive_and_wait();
         Sync.arrive_and_wait();
-        // The workers' copies are all gone again; the main thread drops first, the workers last.
         EXPECT_EQ( Shared->GetRefCount(), nThreads + 1 ) << "round " << nRound;
         Shared.Reset();
         Sync.arrive_and_wait();
         Sync.arrive_and_wait();
         EXPECT_EQ( nDestroyed, nRound + 1 ) << "round " << nRound;
-        EXPECT_NE( CSecondBaseObject::_DestroyedOn, MainId ) << "round " << nRound;
+        EXPECT_NE( CSecondBaseObject::_DestroyedOn, std::this_thread::get_id() ) << "round " << nRound;
     }
-    for ( std::thread& Worker : Workers )
+    for ( std::thread& Thread : Workers )
     {
-        Worker.join();
+        Thread.join();
     }
-    EXPECT_EQ( Allocator.LiveBlocks(), 0 );
-    EXPECT_EQ( Allocator.ForeignDeallocations(), 0 );
+    EXPECT_EQ( Allocator.LiveBlocks() + Allocator.ForeignDeallocations(), 0 );
 }

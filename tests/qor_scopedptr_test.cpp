@@ -30,60 +30,43 @@ protected:
 };
 } // namespace
 
-TEST_F( CQorScopedPtrTest, DeletesThroughTheVirtualDestructor )
+TEST_F( CQorScopedPtrTest, DeletesThroughTheVirtualDestructorAndHandsTheObjectOver )
 {
     {
         CQorScopedPtr<SBase> Owner( new SDerived() );
-        EXPECT_EQ( Owner->nValue, 1 );
         ( *Owner ).nValue = 2;
-        EXPECT_EQ( Owner.Get()->nValue, 2 );
+        EXPECT_EQ( Owner->nValue, 2 );
     }
     EXPECT_EQ( g_nDestroyed, 2 );
 
     CQorScopedPtr<SDerived> Derived( new SDerived() );
+    SBase* pObject = Derived.Get();
     CQorScopedPtr<SBase> Base( std::move( Derived ) );
-    EXPECT_TRUE( Derived.IsEmpty() );
-    Base.Reset();
-    EXPECT_EQ( g_nDestroyed, 4 );
-}
-
-TEST_F( CQorScopedPtrTest, MovesAndReleasesHandTheObjectOver )
-{
-    CQorScopedPtr<SBase> First( new SBase() );
-    SBase* pObject = First.Get();
-    CQorScopedPtr<SBase> Second( new SBase() );
-    Second = std::move( First );
-    EXPECT_EQ( g_nDestroyed, 1 );
-    EXPECT_TRUE( First.IsEmpty() );
-    EXPECT_EQ( Second.Get(), pObject );
-
-    SBase* pReleased = Second.Release();
-    EXPECT_EQ( pReleased, pObject );
-    EXPECT_FALSE( static_cast<bool>( Second ) );
+    CQorScopedPtr<SBase> Other( new SBase() );
+    Other = std::move( Base );
+    EXPECT_TRUE( Derived.IsEmpty() && Base.IsEmpty() && Other.Get() == pObject && g_nDestroyed == 3 );
+    SBase* pReleased = Other.Release();
+    EXPECT_TRUE( pReleased == pObject && !Other );
     delete pReleased;
-    EXPECT_EQ( g_nDestroyed, 2 );
+
+    // The array form deletes with delete[].
+    CQorScopedPtrImpl<std::string, true> Texts( new std::string[ 3 ] );
+    Texts[ 2 ] = "a text long enough to own a heap block";
 }
 
-TEST_F( CQorScopedPtrTest, ResetReportsAPointerReplacingItself )
+TEST_F( CQorScopedPtrTest, ResetOfItselfAndDereferenceOfNothingReport )
 {
     CAssertRecorder Asserts;
     CQorScopedPtr<SBase> Empty;
     Empty.Reset( nullptr );
     EXPECT_TRUE( Asserts.Texts().empty() );
+    EXPECT_EQ( Empty.operator->(), nullptr );
 
     // After the report the object is deleted under its new owner: the assertion is the only protection.
     CQorScopedPtr<SBase> Owner( new SBase() );
     SBase* pObject = Owner.Get();
     Owner.Reset( pObject );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "pPtr == nullptr || _pPtr != pPtr" } );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "_pPtr", "pPtr == nullptr || _pPtr != pPtr" } ) );
     EXPECT_EQ( g_nDestroyed, 1 );
     EXPECT_EQ( Owner.Release(), pObject );
-}
-
-TEST_F( CQorScopedPtrTest, DereferenceOfAnEmptyPointerReports )
-{
-    CAssertRecorder Asserts;
-    CQorScopedPtr<SBase> Empty;
-    EXPECT_EQ( Empty.operator->(), nullptr );
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pPtr" } );
 }

@@ -58,6 +58,8 @@ TEST( CQorAlloca, ReportsIndicesOutOfRange )
                ( std::vector<std::string>{ "index >= 0 && index < _count", "index >= 0 && index < _count" } ) );
 }
 
+// One byte overwritten right behind the data, whatever the element size, or right before it: each guard
+// reports once.
 TEST( CQorAlloca, ReportsOverwrittenGuards )
 {
     CAssertRecorder Asserts;
@@ -65,7 +67,11 @@ TEST( CQorAlloca, ReportsOverwrittenGuards )
         auto Values = QOR_ALLOCA( int32, 4 );
         reinterpret_cast<unsigned char*>( Values.GetData() + 4 )[ 0 ] ^= 0xFF;
     }
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ GuardText } );
+    {
+        auto Text = QOR_ALLOCA( char, 5 );
+        Text.GetData()[ 5 ] = 'x';
+    }
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ GuardText, GuardText } ) );
     Asserts.Clear();
     {
         auto Values = QOR_ALLOCA( int32, 4 );

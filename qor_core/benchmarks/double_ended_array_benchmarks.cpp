@@ -1,26 +1,6 @@
-// A queue of constant length, one element in and one out per pass: the three layouts of the double-ended
-// array against the growable array and the standard containers. The reserve is ten times the standing size.
+// The steady-state queue benchmark's registrations; the body stands in double_ended_array_benchmarks.h.
 
-#include "qor_core/benchmarks/double_ended_array_traits.h"
-
-#include <benchmark/benchmark.h>
-
-namespace
-{
-template <typename TraitsT>
-void CQorDoubleEndedArray_StableQueueSize( benchmark::State& state )
-{
-    typename TraitsT::ContainerType Container;
-    CQorRandom Random( NQueueBenchmark::nQueueSeed );
-    NQueueBenchmark::FillQueue<TraitsT>( Container, Random, static_cast<int32>( state.range( 0 ) ),
-                                         static_cast<int32>( state.range( 1 ) ) );
-    for ( auto _ : state )
-    {
-        NQueueBenchmark::StepQueue<TraitsT>( Container, Random,
-                                             []( uint32 nFront ) { benchmark::DoNotOptimize( nFront ); } );
-    }
-}
-} // namespace
+#include "qor_core/benchmarks/double_ended_array_benchmarks.h"
 
 BENCHMARK( CQorDoubleEndedArray_StableQueueSize<SQorDoubleEndedArrayTraits> )->Args( { 10, 1 } );
 BENCHMARK( CQorDoubleEndedArray_StableQueueSize<SQorDoubleEndedArrayTraits> )->Args( { 100, 10 } );

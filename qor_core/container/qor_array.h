@@ -11,6 +11,7 @@
 // Trivially copyable elements relocate by byte copy, others by move construction and destruction of the source.
 
 #include "qor_core/allocator/qor_allocator.h"
+#include "qor_core/allocator/qor_inline_buffer_allocator.h"
 #include "qor_core/qor_assert.h"
 
 #include <algorithm>
@@ -47,12 +48,13 @@ public:
         QOR_ASSERT( _pAlloc && "Allocator must not be null" );
     }
 
-    // A copy on the source's allocator, or on a given one.
-    CQorArray( const CQorArray& Other ) : CQorArray( Other, Other._pAlloc ) {}
+    // A copy on the source's allocator (see SharedAllocatorOf), or on a given one.
+    CQorArray( const CQorArray& Other ) : CQorArray( Other, SharedAllocatorOf( Other._pAlloc ) ) {}
     CQorArray( const CQorArray& Other, CQorAllocator* pAlloc ) : CQorArray( pAlloc ) { AssignCopied( Other._pData, Other._nSize ); }
 
-    // On the source's allocator the buffer changes hands; on another one the elements move one by one.
-    CQorArray( CQorArray&& Other ) : CQorArray( std::move( Other ), Other._pAlloc ) {}
+    // On the source's allocator the buffer changes hands; on another one the elements move one by one. The
+    // buffer of an inline or static array never leaves it: its elements move.
+    CQorArray( CQorArray&& Other ) : CQorArray( std::move( Other ), SharedAllocatorOf( Other._pAlloc ) ) {}
     CQorArray( CQorArray&& Other, CQorAllocator* pAlloc ) : CQorArray( pAlloc ) { *this = std::move( Other ); }
 
     ~CQorArray()
@@ -267,6 +269,23 @@ protected:
         T* pData;
         SizeT nCapacity;
     };
+
+    // The allocator a new array takes from a source on pAlloc. A single-buffer allocator belongs to its
+    // container (it is embedded in a hybrid or static array, or serves one outside buffer), and dies or stays
+    // with it: the new array draws on the allocator behind it, or on the global one when there is none.
+    static CQorAllocator* SharedAllocatorOf( CQorAllocator* pAlloc )
+    {
+        if ( pAlloc == GetGlobalAllocator() )
+        {
+            return pAlloc;
+        }
+        if ( const auto* pSingle = dynamic_cast<const CQorSmallSingleBufferAllocator<T, SizeT>*>( pAlloc ) )
+        {
+            CQorAllocator* pFallback = pSingle->GetFallbackAllocator();
+            return pFallback ? pFallback : GetGlobalAllocator();
+        }
+        return pAlloc;
+    }
 
     T* PointerAt( SizeT nIndex ) { return nIndex < 0 ? nullptr : _pData + nIndex; }
     const T* PointerAt( SizeT nIndex ) const { return nIndex < 0 ? nullptr : _pData + nIndex; }

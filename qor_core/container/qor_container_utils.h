@@ -29,8 +29,17 @@ IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
         const IteratorT Mid = Begin + Count;
         if constexpr ( std::is_arithmetic_v<ValueT> )
         {
-            // An even-odds hint keeps the compiler from turning the select back into a branch.
-            Begin = __builtin_expect_with_probability( ShouldStep( *Mid ), true, 0.5 ) ? Begin + Step : Begin;
+            // Left to itself GCC sinks the step into a branch on the comparison. The empty asm makes the
+            // stepped pointer exist before the compare, so the select is a register move: a cmov on x86.
+            // A floating-point compare needs its flag taken the same way.
+            IteratorT Stepped = Begin + Step;
+            asm( "" : "+r"( Stepped ) );
+            bool bStep = ShouldStep( *Mid );
+            if constexpr ( std::is_floating_point_v<ValueT> )
+            {
+                asm( "" : "+r"( bStep ) );
+            }
+            Begin = bStep ? Stepped : Begin;
         }
         else if ( ShouldStep( *Mid ) )
         {

@@ -8,12 +8,15 @@
 // - A hybrid array grows onto its fall-back allocator (the global allocator unless given another) and never
 //   returns to the inline storage: Clear keeps the heap block, ShrinkToFit of an empty array frees it.
 // - A static array can't grow past N: growth reports "Tried to reallocate a static buffer" and gets null.
+// - A plain CQorArray copied or moved from one never takes the embedded allocator or the inline storage, which
+//   die with the source: it draws on the fall-back (the global allocator for a static array).
 // Neither adds an element operation.
 
 #include "qor_core/allocator/qor_inline_buffer_allocator.h"
 #include "qor_core/container/qor_array.h"
 #include "qor_core/qor_assert.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <type_traits>
 #include <utility>
@@ -39,8 +42,7 @@ public:
         ResetToInlineBuffer();
     }
 
-    // Inserts the values, then checks that a static array could hold them: the check comes after the copy,
-    // so a static array has reported its own failed growth by then.
+    // Inserts the values. A static array that can't hold them all reports it first and keeps the first N.
     CQorInlineBufferArray( std::initializer_list<T> Values ) : CQorInlineBufferArray()
     {
         InsertInitial( Values.begin(), static_cast<int32>( Values.size() ) );
@@ -113,11 +115,12 @@ private:
 
     void InsertInitial( const T* pValues, int32 nCount )
     {
-        this->Insert( this->_nSize, pValues, nCount );
         if constexpr ( !bHasFallback )
         {
             QOR_ASSERT_MSG( nCount <= N, "Pre-allocated size is not large enough to hold assigned data" );
+            nCount = std::min( nCount, N );
         }
+        this->Insert( this->_nSize, pValues, nCount );
     }
 
     AllocatorT _Allocator;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -15,14 +16,7 @@ namespace
 bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
 {
     const uint8* pBytes = static_cast<const uint8*>( pData );
-    for ( uint64 I = 0; I < nSize; ++I )
-    {
-        if ( pBytes[ I ] != nValue )
-        {
-            return false;
-        }
-    }
-    return true;
+    return std::all_of( pBytes, pBytes + nSize, [ nValue ]( uint8 nByte ) { return nByte == nValue; } );
 }
 
 std::vector<uint64> BlockSizes( const CCountingAllocator& Backing )
@@ -36,11 +30,16 @@ std::vector<uint64> BlockSizes( const CCountingAllocator& Backing )
     return Sizes;
 }
 
-CQorArray<CQorLinearAllocator::SUsedRange> UsedRanges( const CQorLinearAllocator& Allocator )
+std::vector<uint64> UsedBytes( const CQorLinearAllocator& Allocator )
 {
     CQorArray<CQorLinearAllocator::SUsedRange> Ranges;
     Allocator.Enumerate( Ranges );
-    return Ranges;
+    std::vector<uint64> Used;
+    for ( const CQorLinearAllocator::SUsedRange& Range : Ranges )
+    {
+        Used.push_back( Range.nUsed );
+    }
+    return Used;
 }
 } // namespace
 
@@ -49,15 +48,13 @@ TEST( CQorLinearAllocator, GrowsByDoublingOrByTheRequest )
     CCountingAllocator Backing;
     {
         CQorLinearAllocator Allocator( 64, &Backing );
-        Allocator.Allocate( 30, 1 );
+        EXPECT_TRUE( AllBytesAre( Allocator.Allocate( 30, 1 ), 30, 0x30 ) );
         Allocator.Allocate( 30, 1 );
         Allocator.Allocate( 1000, 1 );
+        Allocator.Deallocate( nullptr );
         EXPECT_EQ( BlockSizes( Backing ), ( std::vector<uint64>{ 64, 128, 2024 } ) );
-        const CQorArray<CQorLinearAllocator::SUsedRange> Ranges = UsedRanges( Allocator );
-        ASSERT_EQ( Ranges.GetSize(), 3 );
-        EXPECT_EQ( Ranges[ 0 ].nUsed, 30u );
-        EXPECT_EQ( Ranges[ 1 ].nUsed, 30u );
-        EXPECT_EQ( Ranges[ 2 ].nUsed, 1000u );
+        EXPECT_EQ( UsedBytes( Allocator ), ( std::vector<uint64>{ 30, 30, 1000 } ) );
+        EXPECT_EQ( Allocator.GetTotalBytes(), 1060u ) << "a release changes nothing";
     }
     EXPECT_EQ( Backing.LiveBlocks(), 0 );
 }
@@ -76,10 +73,7 @@ TEST( CQorLinearAllocator, ResetReplaysTheSameAddressesInTheKeptBlocks )
 
     Allocator.Reset();
     EXPECT_EQ( Allocator.GetTotalBytes(), 0u );
-    for ( const CQorLinearAllocator::SUsedRange& Range : UsedRanges( Allocator ) )
-    {
-        EXPECT_EQ( Range.nUsed, 0u );
-    }
+    EXPECT_EQ( UsedBytes( Allocator ), std::vector<uint64>( nBlocks, 0 ) );
     EXPECT_TRUE( AllBytesAre( First[ 0 ], 40, 0x44 ) ) << "the first block is marked free at once";
     EXPECT_TRUE( AllBytesAre( First[ 1 ], 104, 0x30 ) ) << "later blocks are marked when reached";
     for ( size_t I = 0; I < Requests.size(); ++I )
@@ -110,6 +104,15 @@ TEST( CQorLinearAllocator, MovesTakeTheChainAndRefuseInlineBuffers )
         Target = std::move( Moved );
         EXPECT_EQ( Backing.LiveBlocks(), 1 ) << "the target's own block went back";
         EXPECT_EQ( Target.GetTotalBytes(), 16u );
+
+        // Too small a size or buffer is raised by the 24 bytes of a block header.
+        Asserts.Clear();
+        CQorLinearAllocator Tiny( 24, &Backing );
+        alignas( 8 ) uint8 Small[ 20 ];
+        CQorLinearAllocator OnSmall( Small, sizeof( Small ), &Backing );
+        EXPECT_EQ( BlockSizes( Backing ).back(), 44u );
+        EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Requested buffer size is too small.",
+                                                                "Provided buffer is too small." } ) );
 
         Asserts.Clear();
         alignas( 8 ) uint8 Buffer[ 64 ];

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
+#include <atomic>
+#include <barrier>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,19 +16,27 @@ namespace
 {
 struct STrivialSlot
 {
-    uint64 nLink;
-    uint32 nOwner;
-    uint32 nRound;
+    uint64 nToken;
+    uint64 nSpare;
+};
+
+// Used by the lifetime test alone, so that no other test has silenced its pool's report site.
+struct STrivialLeftSlot
+{
+    uint64 nValue[ 2 ];
 };
 
 struct SNonTrivialSlot
 {
     ~SNonTrivialSlot() {}
     uint64 nValue;
+    uint64 nSpare;
 };
 
 const std::string MoreReleasesText = "More objects were deallocated from this allocator than were allocated.  This "
                                      "could be a double deletion, or using the wrong allocator to delete an object.";
+const std::string LiveAtDestructionText = "Non-trivial constructed objects (3) allocated from this allocator were not "
+                                          "destroyed before the allocator was destroyed.";
 
 template <typename PoolT>
 uint8* SlotOf( PoolT& Pool )
@@ -53,6 +61,7 @@ TYPED_TEST( CQorPoolAllocatorTyped, KeepsPoolsAndReusesSlotsLastInFirstOut )
     {
         Slots.push_back( SlotOf( Pool ) );
     }
+    EXPECT_EQ( Slots[ 1 ], Slots[ 0 ] + sizeof( STrivialSlot ) ) << "a fresh pool hands out its slots upward";
     EXPECT_EQ( Pool.GetPoolCount(), 4 );
     EXPECT_EQ( std::set<uint8*>( Slots.begin(), Slots.end() ).size(), Slots.size() );
     for ( uint8* pSlot : Slots )
@@ -72,6 +81,23 @@ TYPED_TEST( CQorPoolAllocatorTyped, KeepsPoolsAndReusesSlotsLastInFirstOut )
     EXPECT_EQ( Pool.GetPoolCount(), 5 );
 }
 
+// With one slot per pool there is no list to build: each allocation on an empty list makes a pool.
+TYPED_TEST( CQorPoolAllocatorTyped, APoolOfOneSlotBuildsNoFreeList )
+{
+    CAssertRecorder Asserts;
+    TypeParam Pool( 1 );
+    uint8* pFirst = SlotOf( Pool );
+    uint8* pSecond = SlotOf( Pool );
+    EXPECT_NE( pFirst, pSecond );
+    EXPECT_EQ( Pool.GetPoolCount(), 2 );
+    Pool.Deallocate( pFirst );
+    EXPECT_EQ( SlotOf( Pool ), pFirst );
+    EXPECT_EQ( Pool.GetPoolCount(), 2 );
+    EXPECT_NE( SlotOf( Pool ), pSecond );
+    EXPECT_EQ( Pool.GetPoolCount(), 3 );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+}
+
 TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
 {
     CAssertRecorder Asserts;
@@ -88,9 +114,9 @@ TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Cannot use a pool allocator for a specific type to "
                                                           "allocate a different amount of space than the size of "
                                                           "that type." } );
-    EXPECT_EQ( Pool.GetAllocatedCount(), 1 );
     Asserts.Clear();
 
+    Pool.Deallocate( nullptr );
     Pool.Deallocate( pSlot );
     Pool.Deallocate( pSlot + sizeof( STrivialSlot ) ); // never handed out
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ MoreReleasesText } );
@@ -98,34 +124,28 @@ TYPED_TEST( CQorPoolAllocatorTyped, ReportsMisuseAndGoesOn )
     EXPECT_EQ( SlotOf( Pool ), pSlot + sizeof( STrivialSlot ) ) << "the slot was linked in anyway";
 }
 
-namespace
-{
-template <typename PoolT>
-void ExpectLiveObjectReport()
+// Objects left at destruction are reported only for a type that needs destroying.
+TEST( CQorPoolAllocator, ReportsLiveObjectsOfNonTrivialTypesAtDestruction )
 {
     CAssertRecorder Asserts;
+    auto Leave = []( auto Pool, int nLeft, int nReleased )
     {
-        PoolT Clean( 2 );
-        void* pSlot = Clean.Allocate( sizeof( SNonTrivialSlot ), 8 );
-        Clean.Deallocate( pSlot );
-    }
+        for ( int I = 0; I < nLeft + nReleased; ++I )
+        {
+            void* pSlot = Pool.Allocate( 16, 8 );
+            if ( I < nReleased )
+            {
+                Pool.Deallocate( pSlot );
+            }
+        }
+    };
+    Leave( CQorUnsynchronizedPoolAllocator<SNonTrivialSlot>( 2 ), 0, 3 );
+    Leave( CQorUnsynchronizedPoolAllocator<STrivialLeftSlot>( 2 ), 3, 1 );
+    Leave( CQorSynchronizedPoolAllocator<STrivialLeftSlot>( 2 ), 3, 1 );
     EXPECT_TRUE( Asserts.Texts().empty() );
-    {
-        PoolT Leaky( 2 );
-        Leaky.Allocate( sizeof( SNonTrivialSlot ), 8 );
-        Leaky.Allocate( sizeof( SNonTrivialSlot ), 8 );
-        Leaky.Allocate( sizeof( SNonTrivialSlot ), 8 );
-    }
-    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Non-trivial constructed objects (3) allocated from this "
-                                                          "allocator were not destroyed before the allocator was "
-                                                          "destroyed." } );
-}
-} // namespace
-
-TEST( CQorPoolAllocator, ReportsNonTrivialObjectsLeftAtDestruction )
-{
-    ExpectLiveObjectReport<CQorUnsynchronizedPoolAllocator<SNonTrivialSlot>>();
-    ExpectLiveObjectReport<CQorSynchronizedPoolAllocator<SNonTrivialSlot>>();
+    Leave( CQorUnsynchronizedPoolAllocator<SNonTrivialSlot>( 2 ), 3, 1 );
+    Leave( CQorSynchronizedPoolAllocator<SNonTrivialSlot>( 2 ), 3, 1 );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ LiveAtDestructionText, LiveAtDestructionText } ) );
 }
 
 TEST( CQorUnsynchronizedPoolAllocator, MoveAssignmentTakesOverAndReportsTheTargetsObjects )
@@ -143,11 +163,8 @@ TEST( CQorUnsynchronizedPoolAllocator, MoveAssignmentTakesOverAndReportsTheTarge
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Non-trivial constructed objects (2) allocated from this "
                                                           "allocator were not destroyed before the allocator was "
                                                           "move-assigned from another allocator." } );
-    EXPECT_EQ( Target.GetElementsPerPool(), 8 );
-    EXPECT_EQ( Target.GetPoolCount(), 1 );
-    EXPECT_EQ( Target.GetAllocatedCount(), 1 );
-    EXPECT_EQ( Source.GetPoolCount(), 0 );
-    EXPECT_EQ( Source.GetAllocatedCount(), 0 );
+    EXPECT_TRUE( Target.GetElementsPerPool() == 8 && Target.GetPoolCount() == 1 && Target.GetAllocatedCount() == 1 );
+    EXPECT_TRUE( Source.GetPoolCount() == 0 && Source.GetAllocatedCount() == 0 );
     void* pNext = Target.Allocate( sizeof( SNonTrivialSlot ), 8 );
     EXPECT_EQ( static_cast<uint8*>( pNext ), static_cast<uint8*>( pFromSource ) + sizeof( SNonTrivialSlot ) )
         << "the source's free list came along";
@@ -155,8 +172,7 @@ TEST( CQorUnsynchronizedPoolAllocator, MoveAssignmentTakesOverAndReportsTheTarge
     Target.Deallocate( pFromSource );
 
     CQorUnsynchronizedPoolAllocator<SNonTrivialSlot> Moved( std::move( Target ) );
-    EXPECT_EQ( Moved.GetAllocatedCount(), 0 );
-    EXPECT_EQ( Target.GetPoolCount(), 0 );
+    EXPECT_TRUE( Moved.GetAllocatedCount() == 0 && Target.GetPoolCount() == 0 );
 }
 
 TEST( CQorSynchronizedPoolAllocator, ReportsUnlocksOfAListNotHeldOrWithTheSentinel )
@@ -181,55 +197,62 @@ TEST( CQorSynchronizedPoolAllocator, ReportsUnlocksOfAListNotHeldOrWithTheSentin
     EXPECT_EQ( SlotOf( Pool ), pSlot ) << "the new head stands";
 }
 
-// Threads allocate and release at random; each marks the slots it holds with its number and the round, and
-// checks the mark before release. A slot handed to two threads at once breaks a mark, or shows as a race.
+// Threads start each round together behind a barrier and allocate and release at random on small pools. Each
+// writes a token of its own into the slots it holds and checks it before the release: a slot handed to two
+// threads at once breaks a token, and a lost or doubled slot shows in the final count of free slots.
 TEST( CQorSynchronizedPoolAllocator, HandsEachSlotToOneThreadAtATimeAndLosesNone )
 {
-    constexpr int nThreads = 4;
+    constexpr int nThreads = 8;
+    constexpr int nRounds = 100;
     constexpr int nElementsPerPool = 4;
     CQorSynchronizedPoolAllocator<STrivialSlot> Pool( nElementsPerPool );
-    std::array<int, nThreads> BrokenMarks{};
+    std::barrier Start( nThreads );
+    std::atomic<int> nBrokenTokens = 0;
+    // A lock that lets two threads in is also reported by the unlock that finds the list not held.
+    static std::atomic<int> s_nReports = 0;
+    const FQorAssertHandler pPrevious = SetAssertHandler( []( const char*, const char*, uint32, bool, bool*, bool* )
+                                                          { ++s_nReports; } );
     RunOnThreads( nThreads,
                   [ & ]( int nIndex )
                   {
                       CQorRandom Random( static_cast<uint32>( 7 + nIndex ) );
                       std::vector<STrivialSlot*> Held;
-                      for ( uint32 nRound = 0; nRound < 5000; ++nRound )
+                      uint64 nToken = uint64( nIndex ) << 32;
+                      for ( int nRound = 0; nRound < nRounds; ++nRound )
                       {
-                          if ( Held.size() < 12 && ( Held.empty() || Random.Next( 0, 1 ) == 0 ) )
+                          Start.arrive_and_wait();
+                          for ( int nStep = 0; nStep < 4000; ++nStep )
                           {
-                              STrivialSlot* pSlot =
-                                  static_cast<STrivialSlot*>( Pool.Allocate( sizeof( STrivialSlot ), 1 ) );
-                              *pSlot = STrivialSlot{ nRound, static_cast<uint32>( nIndex ), nRound };
-                              Held.push_back( pSlot );
-                              continue;
+                              if ( Held.size() < 6 && ( Held.empty() || Random.Next( 0, 1 ) == 0 ) )
+                              {
+                                  Held.push_back( static_cast<STrivialSlot*>( Pool.Allocate( 16, 1 ) ) );
+                                  Held.back()->nToken = Held.back()->nSpare = ++nToken;
+                                  continue;
+                              }
+                              const size_t nVictim = static_cast<size_t>( Random.Next( 0, int32( Held.size() ) - 1 ) );
+                              STrivialSlot* pSlot = Held[ nVictim ];
+                              nBrokenTokens += pSlot->nToken != pSlot->nSpare || pSlot->nToken >> 32 != uint32( nIndex );
+                              Held.erase( Held.begin() + static_cast<std::ptrdiff_t>( nVictim ) );
+                              Pool.Deallocate( pSlot );
                           }
-                          const size_t nVictim = static_cast<size_t>( Random.Next( 0, int32( Held.size() ) - 1 ) );
-                          STrivialSlot* pSlot = Held[ nVictim ];
-                          if ( pSlot->nOwner != static_cast<uint32>( nIndex ) || pSlot->nLink != pSlot->nRound )
-                          {
-                              ++BrokenMarks[ nIndex ];
-                          }
-                          Held.erase( Held.begin() + static_cast<std::ptrdiff_t>( nVictim ) );
-                          Pool.Deallocate( pSlot );
                       }
                       for ( STrivialSlot* pSlot : Held )
                       {
                           Pool.Deallocate( pSlot );
                       }
                   } );
-    EXPECT_EQ( BrokenMarks, ( std::array<int, nThreads>{} ) );
+    SetAssertHandler( pPrevious );
+    EXPECT_EQ( s_nReports, 0 );
+    EXPECT_EQ( nBrokenTokens, 0 );
     EXPECT_EQ( Pool.GetAllocatedCount(), 0 );
 
-    // Every slot of every pool is back in the list: all of them can be drawn without a new pool.
-    const int32 nPools = Pool.GetPoolCount();
+    // Every slot of every pool is back in the list, once: all of them can be drawn without a new pool.
+    const int32 nSlots = Pool.GetPoolCount() * nElementsPerPool;
     std::set<uint8*> Drawn;
-    for ( int32 I = 0; I < nPools * nElementsPerPool; ++I )
+    for ( int32 I = 0; I < nSlots; ++I )
     {
         Drawn.insert( SlotOf( Pool ) );
     }
-    EXPECT_EQ( Drawn.size(), static_cast<size_t>( nPools * nElementsPerPool ) );
-    EXPECT_EQ( Pool.GetPoolCount(), nPools );
-    SlotOf( Pool );
-    EXPECT_EQ( Pool.GetPoolCount(), nPools + 1 );
+    EXPECT_EQ( Drawn.size(), static_cast<size_t>( nSlots ) );
+    EXPECT_EQ( Pool.GetPoolCount() * nElementsPerPool, nSlots );
 }

@@ -51,6 +51,23 @@ TEST( CQorUnorderedSet, ReplaceExchangesAnEqualItemAndAssertsOtherwise )
     EXPECT_EQ( Set.Find( SPoint{ 3, 4, "" } ), Set.end() ) << "the item now stands under the wrong hash";
 }
 
+// An existing key keeps its value on Insert and takes the new one on InsertOrAssign; both report false.
+TEST( CQorUnorderedMap, InsertKeepsAndInsertOrAssignReplacesAnExistingValue )
+{
+    NQorUnorderedMap::CQorUnorderedMap<int32, std::string> Map;
+    EXPECT_TRUE( Map.InsertOrAssign( 7, std::string( "first" ) ).second );
+    const auto Kept = Map.Insert( 7, std::string( "second" ) );
+    EXPECT_TRUE( !Kept.second && Kept.first->Value == "first" );
+    const auto Assigned = Map.InsertOrAssign( 7, std::string( "third" ) );
+    EXPECT_TRUE( !Assigned.second && Assigned.first->Value == "third" );
+    EXPECT_TRUE( *Map.FindValue( 7 ) == "third" && Map.GetSize() == 1 );
+
+    NQorUnorderedSet::CQorUnorderedSet<std::string> Set;
+    const std::string* pStored = &*Set.Insert( "item" ).first;
+    const auto Again = Set.Insert( "item" );
+    EXPECT_TRUE( !Again.second && &*Again.first == pStored );
+}
+
 TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
 {
     const uint32 nSeed = 31;
@@ -59,9 +76,9 @@ TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
     {
         NQorUnorderedMap::CQorUnorderedMap<uint64, CTrackedElement> Map;
         std::unordered_map<uint64, int> Model;
-        for ( int nStep = 0; nStep < 5000; ++nStep )
+        for ( int nStep = 0; nStep < 400; ++nStep )
         {
-            const uint64 nKey = std::uniform_int_distribution<uint64>( 0, 700 )( Random ) << 20;
+            const uint64 nKey = std::uniform_int_distribution<uint64>( 0, 150 )( Random ) << 20;
             const int nValue = std::uniform_int_distribution<int>( 0, 1000000 )( Random );
             switch ( std::uniform_int_distribution<int>( 0, 3 )( Random ) )
             {
@@ -69,22 +86,15 @@ TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
                 ASSERT_EQ( Map.Insert( nKey, CTrackedElement( nValue ) ).second, Model.emplace( nKey, nValue ).second );
                 break;
             case 1:
-                Map.InsertOrAssign( nKey, CTrackedElement( nValue ) );
+                ASSERT_EQ( Map.InsertOrAssign( nKey, CTrackedElement( nValue ) ).second, Model.count( nKey ) == 0 );
                 Model[ nKey ] = nValue;
                 break;
             case 2:
                 ASSERT_EQ( Map.Remove( nKey ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", step " << nStep;
                 break;
             default:
-            {
                 const CTrackedElement* pValue = Map.FindValue( nKey );
-                const auto It = Model.find( nKey );
-                ASSERT_EQ( pValue != nullptr, It != Model.end() ) << "seed " << nSeed << ", step " << nStep;
-                if ( pValue )
-                {
-                    ASSERT_EQ( pValue->Value(), It->second );
-                }
-            }
+                ASSERT_EQ( pValue ? pValue->Value() : -1, Model.count( nKey ) ? Model[ nKey ] : -1 ) << nStep;
             }
             ASSERT_TRUE( Map.GetTable().Validate() ) << "seed " << nSeed << ", step " << nStep;
         }
@@ -107,27 +117,16 @@ TEST( CQorHybridUnorderedMap, StaysInlineWithinItsLoadLimit )
         NQorRobinHoodTable::SStats Stats;
         Map.GetStats( Stats );
         EXPECT_EQ( Stats.nBuckets, 1024 );
-        for ( int32 I = 0; I < 700; ++I )
+        for ( int32 I = 0; I < 2000; ++I )
         {
             Map.Insert( I, -I );
+            EXPECT_TRUE( I >= 700 || Fallback.AllocateCalls() == 0 ) << "700 keys stay inline";
         }
-        EXPECT_EQ( Fallback.AllocateCalls(), 0 );
-        for ( int32 I = 0; I < 700; ++I )
-        {
-            ASSERT_EQ( *Map.FindValue( I ), -I );
-        }
-        for ( int32 I = 700; I < 2000; ++I )
-        {
-            Map.Insert( I, -I );
-        }
-        EXPECT_GT( Fallback.AllocateCalls(), 0 );
-        EXPECT_EQ( Map.GetSize(), 2000 );
-        EXPECT_TRUE( Map.GetTable().Validate() );
+        EXPECT_TRUE( Fallback.AllocateCalls() > 0 && Map.GetSize() == 2000 && *Map.FindValue( 1999 ) == -1999 );
 
         NQorUnorderedSet::CQorHybridUnorderedSet<void*, 10> Set( &Fallback );
         int Anchor = 0;
-        EXPECT_TRUE( Set.Insert( &Anchor ).second );
-        EXPECT_TRUE( Set.Contains( &Anchor ) );
+        EXPECT_TRUE( Set.Insert( &Anchor ).second && Set.Contains( &Anchor ) );
     }
     EXPECT_EQ( Fallback.LiveBlocks(), 0 );
     EXPECT_EQ( Fallback.ForeignDeallocations(), 0 );

@@ -1,11 +1,14 @@
 #pragma once
 
-// The seven queues of the steady-state queue benchmark, each behind one set of operations, and the workload
-// they share: filled to a standing size from one generator, then one push, one peek and one pop per pass.
+// The body of the steady-state queue benchmark and the seven queues it runs on, each behind one set of
+// operations: filled to a standing size from one generator, then one push, one peek and one pop per pass. The
+// program registers the body; the tests run it through the runner.
 
 #include "qor_core/container/qor_array.h"
 #include "qor_core/container/qor_container_utils.h"
 #include "qor_core/container/qor_double_ended_array_impl.h"
+
+#include <benchmark/benchmark.h>
 
 #include <deque>
 #include <list>
@@ -78,25 +81,22 @@ struct SStdListTraits : NQueueBenchmark::SStdTraitsOf<std::list<uint32>, false>
     static void Pop( ContainerType& Container ) { Container.pop_front(); }
 };
 
-namespace NQueueBenchmark
-{
-// Reserves, then pushes draws until the queue holds nStandingSize elements.
+// A queue of constant length, one element in and one out per pass. range( 0 ) is the capacity reserved,
+// range( 1 ) the standing size.
 template <typename TraitsT>
-void FillQueue( typename TraitsT::ContainerType& Container, CQorRandom& Random, int32 nCapacity, int32 nStandingSize )
+void CQorDoubleEndedArray_StableQueueSize( benchmark::State& state )
 {
-    TraitsT::Reserve( Container, nCapacity );
-    while ( TraitsT::Size( Container ) < nStandingSize )
+    typename TraitsT::ContainerType Container;
+    CQorRandom Random( NQueueBenchmark::nQueueSeed );
+    TraitsT::Reserve( Container, static_cast<int32>( state.range( 0 ) ) );
+    while ( TraitsT::Size( Container ) < state.range( 1 ) )
     {
         TraitsT::Push( Container, static_cast<uint32>( Random.Next() ) );
     }
+    for ( auto _ : state )
+    {
+        TraitsT::Push( Container, static_cast<uint32>( Random.Next() ) );
+        benchmark::DoNotOptimize( TraitsT::Peek( Container ) );
+        TraitsT::Pop( Container );
+    }
 }
-
-// One pass of the steady state: push a draw, hand the front to Sink, pop it.
-template <typename TraitsT, typename SinkT>
-void StepQueue( typename TraitsT::ContainerType& Container, CQorRandom& Random, SinkT&& Sink )
-{
-    TraitsT::Push( Container, static_cast<uint32>( Random.Next() ) );
-    Sink( TraitsT::Peek( Container ) );
-    TraitsT::Pop( Container );
-}
-} // namespace NQueueBenchmark
