@@ -142,6 +142,11 @@ bool ShowAssertDialog( const char* pText, const char* pFile, uint32 nLine, bool*
         case 2:
             return false;
         case 4:
+            if ( bUnderDebugger )
+            {
+                // The process ends without unwinding: the terminal gets its mode back first.
+                Prompt.Close();
+            }
             OnDialogHelp( bUnderDebugger );
             break;
         default:

@@ -1,5 +1,6 @@
 #include "qor_core/qor_assert.h"
 
+#include "qor_core/container/qor_array.h"
 #include "qor_core/log_deprecated.h"
 
 #include "tests/assert_recorder.h"
@@ -129,6 +130,12 @@ TEST( QorAssert, CallbacksRunBeforeEachReportAndAreAddedOnce )
     CAssertRecorder Asserts;
     AddAssertCallback( &CountCallback );
     AddAssertCallback( &CountCallback );
+    int nListed = 0;
+    for ( FQorAssertCallback pCallback : g_AssertCallbacks )
+    {
+        nListed += pCallback == &CountCallback;
+    }
+    EXPECT_EQ( nListed, 1 );
     g_nCallbackRuns = 0;
     for ( int I = 0; I < 3; ++I )
     {
@@ -141,6 +148,8 @@ TEST( QorAssert, BreakRequestCallsTheDumpHandler )
 {
     const FQorDumpHandler pPreviousDump = SetDumpHandler( &CountDump );
     const FQorAssertHandler pPrevious = SetAssertHandler( &AskForBreak );
+    EXPECT_EQ( g_pDumpHandler, &CountDump );
+    EXPECT_EQ( g_pAssertHandler, &AskForBreak );
     g_nDumps = 0;
     for ( int I = 0; I < 2; ++I )
     {
@@ -188,6 +197,28 @@ TEST( QorAssert, DialogWithoutAPersonLogsOnceAndSilencesTheSite )
     ASSERT_EQ( Captured.substr( 0, DebuggerText.size() ), DebuggerText );
     EXPECT_EQ( WithoutLogLocation( Captured.substr( DebuggerText.size() ) ),
                "Assertion:   I > 5\n\n" + Place + "):\n" );
+}
+
+TEST( QorAssert, ToggleLogOnlyFlipsOrSetsTheMode )
+{
+    SSwitchesGuard Guard;
+    struct SRow
+    {
+        bool bBefore;
+        const char* pArgument;
+        bool bAfter;
+    };
+    const SRow Rows[] = {
+        { false, nullptr, true }, { true, nullptr, false }, { false, "1", true },  { true, "0", false },
+        { true, "false", false }, { true, "no", false },    { false, "yes", true }, { true, "on", true },
+    };
+    for ( const SRow& Row : Rows )
+    {
+        g_bLogOnly = Row.bBefore;
+        const std::string Answer = NQorAssert::ToggleLogOnly( Row.pArgument );
+        EXPECT_EQ( g_bLogOnly, Row.bAfter ) << ( Row.pArgument ? Row.pArgument : "no argument" );
+        EXPECT_EQ( Answer, Row.bAfter ? "Enabled" : "Disabled" );
+    }
 }
 
 TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
@@ -247,5 +278,6 @@ TEST( QorAssertDeathTest, FatalLogOnlyReportStores47283AtAddressZero )
             ReportAssert( "fatal condition", "file.cpp", 12, true, &s_bOnce );
         },
         testing::KilledBySignal( SIGSEGV ),
-        "Assertion failed: file.cpp:12 \\(fatal condition\\).*stores 47283 at address 0" );
+        "Assertion failed: file.cpp:12 \\(fatal condition\\)\n.*LogAssertFatal.*\n.*ReportAssert.*\n.*"
+        "QorAssertDeathTest_FatalLogOnlyReportStores47283AtAddressZero_Test::TestBody.*stores 47283 at address 0" );
 }

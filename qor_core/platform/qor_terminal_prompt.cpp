@@ -24,6 +24,12 @@ CTerminalPrompt::CTerminalPrompt()
         return;
     }
     _nFile = ::open( "/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC );
+    if ( _nFile >= 0 && ::tcgetpgrp( _nFile ) != ::getpgrp() )
+    {
+        // A job in the background of its terminal would be stopped by the first read until someone brings it
+        // forward.
+        Close();
+    }
     if ( _nFile < 0 || ::tcgetattr( _nFile, &_SavedMode ) != 0 )
     {
         return;
@@ -38,6 +44,11 @@ CTerminalPrompt::CTerminalPrompt()
 
 CTerminalPrompt::~CTerminalPrompt()
 {
+    Close();
+}
+
+void CTerminalPrompt::Close()
+{
     if ( _nFile < 0 )
     {
         return;
@@ -47,6 +58,7 @@ CTerminalPrompt::~CTerminalPrompt()
         ::tcsetattr( _nFile, TCSANOW, &_SavedMode );
     }
     ::close( _nFile );
+    _nFile = -1;
 }
 
 void CTerminalPrompt::Write( const char* pText )
