@@ -207,11 +207,6 @@ bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* 
     return ReportAssert( Message, pFile, nLine, bFatal, pOnce );
 }
 
-const char* const* GetDialogChoices( bool bUnderDebugger )
-{
-    return c_DialogChoices[ bUnderDebugger ];
-}
-
 const char* ToggleLogOnly( const char* pArgument )
 {
     if ( !pArgument )

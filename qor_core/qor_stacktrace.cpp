@@ -26,7 +26,7 @@ __attribute__( ( noinline ) ) boost::stacktrace::stacktrace CollectFrames( int64
 
 std::string FormatAddress( const void* pAddress )
 {
-    char Text[ 32 ];
+    char Text[32];
     std::snprintf( Text, sizeof( Text ), "%p", pAddress );
     return Text;
 }
@@ -70,7 +70,8 @@ void WalkCallStack( CString* pOutput, int32 nSkip, int32 nMaxFrames, int32 nMaxR
         return;
     }
     CScopedLock<CMutex> Lock( &GetStackTraceMutex() );
-    const boost::stacktrace::stacktrace Frames = CollectFrames( std::max<int64>( int64( nSkip ) + 2, 0 ), std::max( nMaxFrames, 0 ) );
+    const boost::stacktrace::stacktrace Frames =
+        CollectFrames( std::max<int64>( int64( nSkip ) + 2, 0 ), std::max( nMaxFrames, 0 ) );
     const void* pPrevious = nullptr;
     int32 nRepeats = 0;
     for ( const boost::stacktrace::frame& Frame : Frames )

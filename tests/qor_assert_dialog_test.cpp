@@ -26,7 +26,7 @@ std::string RunShell( const std::string& Command, bool* pSucceeded = nullptr )
     {
         return Output;
     }
-    char Buffer[ 4096 ];
+    char Buffer[4096];
     for ( size_t nRead; ( nRead = std::fread( Buffer, 1, sizeof( Buffer ), pPipe ) ) > 0; )
     {
         Output.append( Buffer, nRead );
@@ -123,7 +123,7 @@ private:
 #define QOR_REQUIRE_TMUX()                                                                                             \
     if ( !HasTmux() )                                                                                                  \
     {                                                                                                                  \
-        GTEST_SKIP() << "tmux is not installed: the dialog can't be driven from a terminal";                          \
+        GTEST_SKIP() << "tmux is not installed: the dialog can't be driven from a terminal";                           \
     }
 
 // The probe, asked in a terminal without CI, whatever the test program's own environment holds.
@@ -159,20 +159,18 @@ TEST( QorAssertDialog, EachChoiceHasItsEffect )
         {
             const std::string Shown = Terminal.WaitFor( c_Prompt, int( nAnswer + 1 ) );
             ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Answers << "\n" << Shown;
-            Terminal.Type( Row.Answers[ nAnswer ] );
+            Terminal.Type( Row.Answers[nAnswer] );
         }
         const std::string Shown = Terminal.WaitFor( "command exit " );
-        EXPECT_EQ( CountOf( Shown, "command exit 0" ), 1 ) << Answers << "\n" << Shown;
-        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Row.Answers.size() ) ) << Answers << "\n" << Shown;
-        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), Row.nDialogs )
-            << Answers << "\n" << Shown;
+        SCOPED_TRACE( Answers + "\n" + Shown );
+        EXPECT_EQ( CountOf( Shown, "command exit 0" ), 1 );
+        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Row.Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), Row.nDialogs );
         EXPECT_EQ( CountOf( Shown, "[1] Create Dump  [2] Ignore  [3] Always ignore  [4] Disable Pop-ups\n" ),
-                   int( Row.Answers.size() ) )
-            << Answers << "\n" << Shown;
-        EXPECT_EQ( CountOf( Shown, "dump handler called" ), Row.nDumps ) << Answers << "\n" << Shown;
-        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), Row.nLogOnlyReports ) << Answers << "\n" << Shown;
-        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( Row.bLogOnlyAtEnd ? "1" : "0" ) ), 1 )
-            << Answers << "\n" << Shown;
+                   int( Row.Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "dump handler called" ), Row.nDumps );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), Row.nLogOnlyReports );
+        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( Row.bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
     }
 }
 

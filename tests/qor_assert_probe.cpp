@@ -33,7 +33,7 @@ void FailOnTwoThreadsAtOnce()
     const int nSecond = 2;
     std::barrier Start( 2 );
     std::thread First(
-        [ & ]
+        [&]
         {
             Start.arrive_and_wait();
             QOR_ASSERT( nFirst < 0 );
@@ -47,7 +47,7 @@ void FailOnTwoThreadsAtOnce()
 int main( int nArgs, char** ppArgs )
 {
     SetDumpHandler( &TellDump );
-    if ( nArgs > 1 && std::strcmp( ppArgs[ 1 ], "threads" ) == 0 )
+    if ( nArgs > 1 && std::strcmp( ppArgs[1], "threads" ) == 0 )
     {
         FailOnTwoThreadsAtOnce();
     }

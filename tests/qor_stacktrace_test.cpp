@@ -105,8 +105,8 @@ TEST( QorStackTrace, KnownChainNamesItsFunctionsInOrderWithFileAndLine )
         for ( size_t nFrame = 0; nFrame < Frames.size(); ++nFrame )
         {
             const size_t nInChain = nFrame + size_t( Row.nSkip );
-            EXPECT_TRUE( IsFrame( Frames[ nFrame ], Walk.Lines[ 2 - nInChain ], Row.Functions[ nFrame ] ) );
-            EXPECT_EQ( Chain[ nInChain ], Row.Functions[ nFrame ] );
+            EXPECT_TRUE( IsFrame( Frames[nFrame], Walk.Lines[2 - nInChain], Row.Functions[nFrame] ) );
+            EXPECT_EQ( Chain[nInChain], Row.Functions[nFrame] );
         }
     }
 }
@@ -117,7 +117,7 @@ TEST( QorStackTrace, WithoutALimitTheWalkReachesTheProgramsStart )
     ChainOuter( Walk );
     const std::vector<std::string> Frames = LinesOf( Walk.Trace.GetString() );
     ASSERT_GT( Frames.size(), 5u ) << Walk.Trace.GetString();
-    EXPECT_TRUE( IsFrame( Frames[ 0 ], Walk.Lines[ 2 ], "ChainInner" ) );
+    EXPECT_TRUE( IsFrame( Frames[0], Walk.Lines[2], "ChainInner" ) );
     // The start-up code has no debug information: address, module, the file's placeholder, and the function
     // from the symbol table.
     const std::string& Start = Frames.back();
@@ -136,10 +136,10 @@ TEST( QorStackTrace, EndlessRecursionStopsAtTheRepeatLimit )
     ASSERT_EQ( Frames.size(), 7u ) << Walk.Trace.GetString();
     for ( size_t nFrame = 0; nFrame < 6; ++nFrame )
     {
-        EXPECT_NE( Frames[ nFrame ].find( "(anonymous namespace)::Recurse(" ), std::string::npos ) << Frames[ nFrame ];
+        EXPECT_NE( Frames[nFrame].find( "(anonymous namespace)::Recurse(" ), std::string::npos ) << Frames[nFrame];
     }
-    EXPECT_EQ( Frames[ 6 ].rfind( "ERROR: StackWalk64-Endless-Callstack!, GetLastError: 0 (Address: 0x", 0 ), 0u )
-        << Frames[ 6 ];
+    EXPECT_EQ( Frames[6].rfind( "ERROR: StackWalk64-Endless-Callstack!, GetLastError: 0 (Address: 0x", 0 ), 0u )
+        << Frames[6];
 
     SWalk Unlimited{ 0, 200, 0, {}, {} };
     Recurse( Unlimited, 20 );
@@ -154,7 +154,7 @@ TEST( QorStackTrace, LogStackTraceWritesTheTextThenTheCallersFrames )
     LogStackTrace( 2, "Where are we", 1, 1 );
     const std::vector<std::string> Lines = LinesOf( testing::internal::GetCapturedStderr() );
     ASSERT_EQ( Lines.size(), 2u );
-    EXPECT_TRUE( EndsWith( Lines[ 0 ], "] Where are we" ) ) << Lines[ 0 ];
+    EXPECT_TRUE( EndsWith( Lines[0], "] Where are we" ) ) << Lines[0];
     const std::string Function = "QorStackTrace_LogStackTraceWritesTheTextThenTheCallersFrames_Test::TestBody()";
-    EXPECT_TRUE( EndsWith( Lines[ 1 ], " (" + std::to_string( nLine ) + "): " + Function ) ) << Lines[ 1 ];
+    EXPECT_TRUE( EndsWith( Lines[1], " (" + std::to_string( nLine ) + "): " + Function ) ) << Lines[1];
 }

@@ -85,7 +85,7 @@ int CTerminalPrompt::Choose( const char* const* ppChoices, int nChoices, int nDe
     std::string Question;
     for ( int nChoice = 1; nChoice <= nChoices; ++nChoice )
     {
-        Question += ( nChoice > 1 ? "  [" : "[" ) + std::to_string( nChoice ) + "] " + ppChoices[ nChoice - 1 ];
+        Question += ( nChoice > 1 ? "  [" : "[" ) + std::to_string( nChoice ) + "] " + ppChoices[nChoice - 1];
     }
     Question += "\nChoice (1-" + std::to_string( nChoices ) + ", Enter for " + std::to_string( nDefault ) + "): ";
     for ( ;; )
