@@ -1,0 +1,1 @@
+#include "qor_core/persistence/qor_persistent_reader.h"
