@@ -9,6 +9,7 @@
 #include "qor_core/qor_charconv.h"
 #include "qor_core/qor_hash.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -163,8 +164,8 @@ void CReader::ReadStatement()
     }
     if ( !StartsWithAt( Peek ) )
     {
-        Lexer.NextToken();
-        _Value = Lexer.GetToken();
+        // At the end of the input the value is a bare end token, without the text the last token left.
+        _Value = Lexer.NextToken() ? Lexer.GetToken() : CToken( _eof_, "" );
         return;
     }
     QOR_ASSERT( Peek.Match( _string_ ) || Peek.Match( _eof_ ) );
@@ -452,13 +453,9 @@ void CReader::ReadStatements( CPersistent& Object, bool bBraced )
 {
     const int32 FirstLine = GetLine();
     Object.OnReadBegin();
-    while ( !IsAtBlockEnd() )
+    while ( !IsAtBlockEnd() && ( IsOk() || _pLexer->GetFile()->IsGood() ) )
     {
         ReadStatement();
-        if ( !IsOk() && !_pLexer->GetFile()->IsGood() )
-        {
-            break;
-        }
         // Type 0: only variables stood before the block's end.
         if ( _Key.GetType() != 0 )
         {
@@ -760,7 +757,8 @@ bool CReader::GetRawStringBackward( CString& Text )
 {
     CFile* pFile = _pLexer->GetFile();
     QOR_ASSERT( !pFile->IsBinary() );
-    const int64 End = pFile->GetPosition();
+    // A text file counts the end it gave out as a character: the position may stand one past the size.
+    const int64 End = std::min( pFile->GetPosition(), pFile->GetSize() );
     if ( pFile->IsBinary() || End == 0 )
     {
         QOR_ASSERT_MSG( End != 0, "Expected not to start at the beginning" );
@@ -806,7 +804,8 @@ bool CReader::GetRawStringBackward( CString& Text )
 
 void CReader::RecordError( CQorStringView Message )
 {
-    _Errors.Add( SError { CString( Message ), GetLine(), CString( GetCurrent().GetText() ) } );
+    const CQorStringView Text = GetCurrent().Match( _eof_ ) ? CQorStringView() : GetCurrent().GetText();
+    _Errors.Add( SError { CString( Message ), GetLine(), CString( Text ) } );
     _bFailed = true;
 }
 
