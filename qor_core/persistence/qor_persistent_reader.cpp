@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 using namespace NToken;
 
@@ -22,6 +23,20 @@ constexpr uint32 c_ErrorCategory = 1;
 // The depth of SkipBlock, shared by every reader of the process as it always was: a plain integer, since a
 // reader belongs to one thread and the count only feeds a report.
 int32 g_nSkipBlockLevel = 0;
+
+// A report shows at most this much of a text of the file, then "...", and at most c_ReportLength of errors: the
+// log cuts longer lines with a report of its own.
+constexpr int32 c_ShownTextLength = 256;
+constexpr int32 c_ReportLength = 6000;
+
+CString ShownText( CQorStringView Text )
+{
+    if ( Text.GetSize() <= c_ShownTextLength )
+    {
+        return CString( Text );
+    }
+    return CString( Text.Substr( 0, c_ShownTextLength ) ) + "...";
+}
 
 bool IsAsciiLetter( char Char )
 {
@@ -229,14 +244,14 @@ void CReader::DefineVariable()
         LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ),
                    "Invalid variable name [%s]. Variable names must start with a letter and only contain letters, "
                    "numbers, or under scores. %s",
-                   Name.GetData(), GetLocation() );
+                   ShownText( Name ).GetData(), GetLocation() );
         return;
     }
     const bool bTaken = FindVariable( Name ) != nullptr;
     if ( bTaken )
     {
         LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Variable name %s is already taken. %s",
-                   Name.GetData(), GetLocation() );
+                   ShownText( Name ).GetData(), GetLocation() );
     }
     if ( !Lexer.NextToken() || !Lexer.GetToken().Match( _equals_ ) )
     {
@@ -304,12 +319,12 @@ CToken CReader::EvaluateAdvancedStatement( const CToken& Token )
             if ( !pVariable )
             {
                 LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "unknown variable [%s]. %s",
-                           Name.GetData(), GetLocation() );
+                           ShownText( Name ).GetData(), GetLocation() );
             }
             else if ( !pVariable->_Value.Match( _num_ ) && !pVariable->_Value.Match( _float_ ) )
             {
                 LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Variable %s is not a number. %s",
-                           Name.GetData(), GetLocation() );
+                           ShownText( Name ).GetData(), GetLocation() );
                 Output += '0';
             }
             else if ( pVariable->_Value.HasText() )
@@ -318,16 +333,22 @@ CToken CReader::EvaluateAdvancedStatement( const CToken& Token )
             }
             else
             {
-                // A number of a binary file has no text: its value is written out.
+                // A number of a binary file has no text: its value is written out, a float only inside the fixed
+                // point's range.
                 char Buffer[ 32 ];
-                std::to_chars_result Result;
+                std::to_chars_result Result { Buffer, std::errc {} };
+                float Float = 0.0f;
                 if ( pVariable->_Value.Match( _num_ ) )
                 {
                     Result = to_chars( Buffer, Buffer + sizeof( Buffer ), pVariable->_Value.AsInt32() );
                 }
+                else if ( pVariable->_Value.GetFloat( Float ) && std::fabs( Float ) < 9.0e13f )
+                {
+                    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), CFixedPoint( Float ) );
+                }
                 else
                 {
-                    Result = to_chars( Buffer, Buffer + sizeof( Buffer ), CFixedPoint( pVariable->_Value.AsFloat() ) );
+                    *Result.ptr++ = '0';
                 }
                 Output += CQorStringView( Buffer, int32( Result.ptr - Buffer ), ENullTerminated::No );
             }
@@ -729,6 +750,14 @@ bool CReader::ReadBuffer( CQorArray<uint8>& Data )
     {
         return MalformedToken( "Trying to read buffer beyond EOF" );
     }
+    // The decoder would report a character outside its alphabet; here it is the file's error.
+    for ( int32 Index = 0; Index < Encoded.GetSize(); ++Index )
+    {
+        if ( !std::strchr( BASE64_ALPHABET, Encoded[ Index ] ) || Encoded[ Index ] == 0 )
+        {
+            return MalformedToken( "Malformed buffer" );
+        }
+    }
     // The decoder writes whole blocks: room for the last one, cut to the size after.
     Data.Resize( int32( EncodedSize / BASE64_OUTPUT * BASE64_INPUT ) );
     const uint32 Decoded = EncodedSize > 0 ? Base64Decode( Data.GetData(), Encoded.GetData(), EncodedSize ) : 0;
@@ -880,16 +909,27 @@ void CReader::ReportErrors()
         return;
     }
     CString Text;
+    int32 Shown = 0;
     for ( const SError& Error : _Errors )
     {
-        char Line[ 16 ];
-        std::snprintf( Line, sizeof( Line ), "%d", Error._Line );
-        Text += Error._Message;
-        Text += ": ";
-        Text += Error._Text;
-        Text += ", near line: ";
-        Text += Line;
-        Text += '\n';
+        CString Rendered = ShownText( Error._Message );
+        Rendered += ": ";
+        Rendered += ShownText( Error._Text );
+        char Line[ 32 ];
+        std::snprintf( Line, sizeof( Line ), ", near line: %d\n", Error._Line );
+        Rendered += Line;
+        if ( Text.GetSize() + Rendered.GetSize() > c_ReportLength )
+        {
+            break;
+        }
+        Text += Rendered;
+        ++Shown;
+    }
+    if ( Shown < _Errors.GetSize() )
+    {
+        char More[ 48 ];
+        std::snprintf( More, sizeof( More ), "... and %d more\n", _Errors.GetSize() - Shown );
+        Text += More;
     }
     Text.Resize( Text.GetSize() - 1 );
     LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Error: \"%s\" in file: \"%s\" near line: %d",

@@ -384,6 +384,29 @@ TEST_F( CReaderTest, ErrorHandlerAndReports )
     EXPECT_EQ( Texts, std::vector<std::string> { "Error: \"Malformed token: y, near line: 1\nMalformed token: z, near line: 4\" "
                                                  "in file: \"dir/test.txt\" near line: 4" } );
 
+    // Two thousand errors make one line the log takes whole: the first ones, and how many more there were.
+    std::string Many;
+    for ( int i = 0; i < 2000; ++i )
+    {
+        Many += "a = x" + std::string( 300, 'y' ) + "\n";
+    }
+    CReaderOver ManyReader( Many, false );
+    int32 Value = 0;
+    for ( int i = 0; i < 2000; ++i )
+    {
+        ManyReader->ReadStatement();
+        ManyReader->Read( Value );
+    }
+    ClearLog();
+    CAssertRecorder Asserts;
+    ManyReader->ReportErrors();
+    ASSERT_EQ( LoggedSinceClear().size(), 1u );
+    const std::string Line = LoggedSinceClear()[ 0 ];
+    EXPECT_LT( Line.size(), 8000u );
+    EXPECT_NE( Line.find( "Malformed token: x" + std::string( 255, 'y' ) + "..., near line: " ), std::string::npos );
+    EXPECT_NE( Line.find( "more\" in file" ), std::string::npos ) << Line.substr( Line.size() - 100 );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+
     CReaderOver Reported( "a = x", false );
     Reported->ReadStatement();
     Reported->MalformedToken( "Custom" );
