@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -109,87 +107,4 @@ TEST( NMathParser, LongAndDeepExpressions )
     const std::string Deep = std::string( 100000, '(' ) + "3" + std::string( 100000, ')' ) + "*2";
     EXPECT_TRUE( NMathParser::Evaluate( CString( Deep.c_str() ), Sum ) );
     EXPECT_EQ( Sum, 6 );
-}
-
-// Random expressions of small integers against a recursive-descent model in int64.
-namespace
-{
-struct SModel
-{
-    const char* p;
-    int64 Expression()
-    {
-        int64 Value = Term();
-        while ( *p == '+' || *p == '-' )
-        {
-            const char Op = *p++;
-            const int64 Right = Term();
-            Value = Op == '+' ? Value + Right : Value - Right;
-        }
-        return Value;
-    }
-    int64 Term()
-    {
-        int64 Value = Factor();
-        while ( *p == '*' )
-        {
-            ++p;
-            Value *= Factor();
-        }
-        return Value;
-    }
-    int64 Factor()
-    {
-        if ( *p == '(' )
-        {
-            ++p;
-            const int64 Value = Expression();
-            ++p;
-            return Value;
-        }
-        int64 Value = 0;
-        while ( *p >= '0' && *p <= '9' )
-        {
-            Value = Value * 10 + ( *p++ - '0' );
-        }
-        return Value;
-    }
-};
-
-std::string RandomExpression( std::mt19937& Random, int Depth )
-{
-    std::string Text;
-    const int Terms = 1 + int( Random() % 4 );
-    for ( int i = 0; i < Terms; ++i )
-    {
-        if ( i > 0 )
-        {
-            Text += "+-*"[ Random() % 3 ];
-        }
-        if ( Depth > 0 && Random() % 3 == 0 )
-        {
-            Text += "(" + RandomExpression( Random, Depth - 1 ) + ")";
-        }
-        else
-        {
-            Text += std::to_string( Random() % 20 );
-        }
-    }
-    return Text;
-}
-} // namespace
-
-TEST( NMathParser, AgreesWithAModel )
-{
-    const uint32 Seed = std::random_device()();
-    std::mt19937 Random( Seed );
-    for ( int i = 0; i < 300; ++i )
-    {
-        const std::string Text = RandomExpression( Random, 3 );
-        SModel Model { Text.c_str() };
-        int64 Expected = Model.Expression();
-        int64 Value = 0;
-        ASSERT_TRUE( NMathParser::Evaluate( CString( Text.c_str() ), Value ) ) << Text << " seed " << Seed;
-        ASSERT_EQ( Value, Expected ) << Text << " seed " << Seed;
-    }
 }
