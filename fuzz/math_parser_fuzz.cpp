@@ -1,6 +1,6 @@
 // The expression evaluator over any text, in CFixedPoint as the reader uses it and in int64 and double. The only
-// reports hostile text may cause are a mismatched parenthesis and a division by zero; any other is a fault. An
-// expression the evaluator takes must evaluate the same again (no state survives a call).
+// reports hostile text may cause are a mismatched parenthesis and a division by zero; any other is a fault. A
+// failed evaluation must leave the result alone.
 
 #include "qor_core/math_parser.h"
 
@@ -24,11 +24,9 @@ void StopOnUnexpectedAssert( const char* pText, const char* pFile, uint32 nLine,
 template <typename T>
 void Check( const CString& Expression )
 {
-    T First {};
-    T Second {};
-    const bool bFirst = NMathParser::Evaluate( Expression, First );
-    const bool bSecond = NMathParser::Evaluate( Expression, Second );
-    if ( bFirst != bSecond || ( bFirst && std::memcmp( &First, &Second, sizeof( T ) ) != 0 ) )
+    T Result {};
+    const T Untouched = Result;
+    if ( !NMathParser::Evaluate( Expression, Result ) && std::memcmp( &Result, &Untouched, sizeof( T ) ) != 0 )
     {
         std::abort();
     }

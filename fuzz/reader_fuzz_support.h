@@ -23,8 +23,8 @@ inline bool IsExpectedReport( const char* pText )
         "function is not valid for binary files",
         "Trying to read buffer beyond EOF",
         "Not enough left of the file to even read the size of the data",
-        "Non-binary buffer reading is very much untested, and should not be used for large buffers, e.g., "
-        "transferring save games",
+        ( "Non-binary buffer reading is very much untested, and should not be used for large buffers, e.g., "
+          "transferring save games" ),
         "Expected to start at string end",
         "Failed to find start of quote!",
         // A fixed point at its extremes needs 22 bytes of token text.
