@@ -8,8 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
-#include <strings.h>
+#include <utility>
 #include <vector>
 
 namespace

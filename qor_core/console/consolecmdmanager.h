@@ -17,7 +17,6 @@
 #include "qor_core/qor_types.h"
 
 #include <functional>
-#include <memory>
 
 class CTweakable;
 
