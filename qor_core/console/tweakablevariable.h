@@ -46,30 +46,38 @@ template <typename T> void ValueToText( CString& Out, const T& Value )
     }
 }
 
-// The whole text as a T; unset when it is no such value.
-template <typename T> CQorOptional<T> TextToValue( CQorStringView Text )
+// The whole text as a T into Value; false, with Value untouched, when it is no such value.
+template <typename T> bool TextToValue( CQorStringView Text, T& Value )
 {
     if constexpr ( std::is_same_v<T, bool> )
     {
-        return CQorOptional<T>( !( Text == "0" || Text == "false" || Text == "no" ) );
+        Value = !( Text == "0" || Text == "false" || Text == "no" );
+        return true;
     }
     else if constexpr ( std::is_same_v<T, CString> )
     {
-        return CQorOptional<T>( CString( Text ) );
+        Value = CString( Text );
+        return true;
     }
     else if constexpr ( std::is_same_v<T, float> )
     {
-        float Value = 0.0f;
-        const std::from_chars_result Result = std::from_chars( Text.begin(), Text.end(), Value );
-        if ( Text.IsEmpty() || Result.ec != std::errc{} || Result.ptr != Text.end() || !std::isfinite( Value ) )
+        float Parsed = 0.0f;
+        const std::from_chars_result Result = std::from_chars( Text.begin(), Text.end(), Parsed );
+        if ( Text.IsEmpty() || Result.ec != std::errc{} || Result.ptr != Text.end() || !std::isfinite( Parsed ) )
         {
-            return CQorOptional<T>();
+            return false;
         }
-        return CQorOptional<T>( Value );
+        Value = Parsed;
+        return true;
     }
     else
     {
-        return FromString<T>( Text );
+        const CQorOptional<T> Parsed = FromString<T>( Text );
+        if ( Parsed )
+        {
+            Value = Parsed.GetValue();
+        }
+        return static_cast<bool>( Parsed );
     }
 }
 } // namespace NTweakable
@@ -85,12 +93,13 @@ public:
     void ToString( CString& Out ) const override { ValueToString( Out, Get() ); }
     bool FromString( CQorStringView Text ) override
     {
-        const CQorOptional<T> Value = ParseValue( Text );
-        if ( Value )
+        T Value{};
+        if ( !ParseValue( Text, Value ) )
         {
-            Set( Value.GetValue() );
+            return false;
         }
-        return static_cast<bool>( Value );
+        Set( Value );
+        return true;
     }
 
     // The value, or a default T without a variable.
@@ -105,7 +114,8 @@ public:
         }
     }
     virtual void ValueToString( CString& Out, const T& Value ) const { NTweakable::ValueToText( Out, Value ); }
-    virtual CQorOptional<T> ParseValue( CQorStringView Text ) const { return NTweakable::TextToValue<T>( Text ); }
+    // False, with Value untouched, when Text is no T. A plain out-parameter: the value may be a CString.
+    virtual bool ParseValue( CQorStringView Text, T& Value ) const { return NTweakable::TextToValue( Text, Value ); }
 
 protected:
     CTweakableTyped( T* pValue, CQorStringView Name, CQorStringView Description, const void* pTypeTag )
