@@ -1,5 +1,6 @@
 #include "qor_core/console/tweakablevariable.h"
 
+#include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task_scheduler.h"
 
 void CTweakableBool::Execute( SConsoleCmdResult& Result, CConsoleArguments Arguments )
@@ -44,4 +45,7 @@ namespace
 CTweakableBool* const g_pEnableTaskThreads =
     CTweakable::Register<CTweakableBool>( &g_bEnableTaskThreads, "Threading.EnableTaskThreads",
                                           "Run tasks on the worker threads, or inline on their creator" );
+CTweakableNumber<int32>* const g_pFileWatcherNotificationDelay = CTweakable::Register<CTweakableNumber<int32>>(
+    &g_FileWatcherNotificationDelayMs, "CFilewatcher.NotificationDelay",
+    "Milliseconds a changed file must stay quiet before it is reported" );
 } // namespace

@@ -1,6 +1,7 @@
 #include "qor_core/console/consolecmdmanager.h"
 
 #include "qor_core/console/tweakablevariable.h"
+#include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task.h"
 #include "qor_core/thread/qor_task_scheduler.h"
 #include "tests/assert_recorder.h"
@@ -345,6 +346,11 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     EXPECT_NE( g_bEnableTaskThreads, bBefore );
     Manager.ExecuteLine( "Threading.EnableTaskThreads" );
     EXPECT_EQ( g_bEnableTaskThreads, bBefore );
+
+    const int32 DelayBefore = g_FileWatcherNotificationDelayMs;
+    EXPECT_EQ( Manager.ExecuteLine( "CFilewatcher.NotificationDelay 250" )._Text.GetStdString(), "Value 250" );
+    EXPECT_EQ( g_FileWatcherNotificationDelayMs, 250 );
+    g_FileWatcherNotificationDelayMs = DelayBefore;
 
     CAssertRecorder Asserts;
     CConsoleCmdManager::Create();
