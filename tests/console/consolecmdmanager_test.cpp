@@ -1,0 +1,359 @@
+#include "qor_core/console/consolecmdmanager.h"
+
+#include "qor_core/console/tweakablevariable.h"
+#include "qor_core/qorfilewatcher.h"
+#include "qor_core/thread/qor_task.h"
+#include "qor_core/thread/qor_task_scheduler.h"
+#include "tests/assert_recorder.h"
+#include "tests/log_test_utils.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+SConsoleCommand MakeCommand( const char* pName, bool bRelease, int32 nArguments, FConsoleAction Action,
+                             const char* pDescription = "" )
+{
+    SConsoleCommand Command;
+    Command._Name = pName;
+    Command._bRelease = bRelease;
+    Command._NumArguments = nArguments;
+    Command._pAction = std::move( Action );
+    Command._Description = pDescription;
+    return Command;
+}
+
+// Answers with the arguments joined by '|'.
+void EchoAction( CConsoleArguments Arguments, SConsoleCmdResult& Result )
+{
+    Result._bSuccess = true;
+    for ( int32 I = 0; I < Arguments.GetSize(); ++I )
+    {
+        Result._Text += I ? "|" : "";
+        Result._Text += Arguments[I];
+    }
+}
+
+std::vector<std::string> Lines( const CString& Text )
+{
+    std::vector<std::string> Result;
+    std::string Line;
+    for ( char Char : Text.GetStdString() )
+    {
+        if ( Char == '\n' )
+        {
+            Result.push_back( Line );
+            Line.clear();
+        }
+        else
+        {
+            Line += Char;
+        }
+    }
+    EXPECT_TRUE( Line.empty() ) << "every name ends with a line end";
+    return Result;
+}
+
+std::vector<std::string> ToStrings( const CQorArray<CString>& Array )
+{
+    std::vector<std::string> Strings;
+    for ( const CString& Element : Array )
+    {
+        Strings.push_back( Element.GetStdString() );
+    }
+    return Strings;
+}
+
+// A manager of its own with commands of each kind and a tweakable of each type.
+struct SConsoleFixture
+{
+    SConsoleFixture()
+    {
+        Manager.AddCommand( MakeCommand( "Echo", true, 2, &EchoAction, "Prints its arguments" ) );
+        Manager.AddCommand( MakeCommand(
+            "Dev.Only", false, 0,
+            []( CConsoleArguments, SConsoleCmdResult& Result )
+            {
+                Result._bSuccess = true;
+                Result._Text = "dev ran";
+            },
+            "Developers only" ) );
+        Manager.AddCommand( MakeCommand( "NoAction", true, 0, nullptr, "Has no action" ) );
+        Manager.AddCommand( MakeCommand(
+            "Fails", true, 0, []( CConsoleArguments, SConsoleCmdResult& Result ) { Result._Text = "refused"; },
+            "Always refuses" ) );
+        CTweakable::RegisterWith<CTweakableMinMax<int32>>( Manager, &Number, "Number", "An integer", 0, 10 );
+        CTweakable::RegisterWith<CTweakableBool>( Manager, &bFlag, "Flag", "A switch" );
+        CTweakable::RegisterWith<CTweakableString>( Manager, &Name, "Name", "A text" );
+        CTweakable::RegisterWith<CTweakableNumber<float>>( Manager, &Ratio, "Ratio", "A float" );
+        CTweakable::RegisterWith<CTweakableNumber<CFixedPoint>>( Manager, &Fixed, "Fixed", "A fixed-point number" );
+        CTweakable::RegisterWith<CTweakableNumber<uint32>>( Manager, &Count, "Count", "An unsigned" );
+        // Shadowed by the command of the same name.
+        CTweakable::RegisterWith<CTweakableNumber<int32>>( Manager, &Shadowed, "Echo", "Never reached" );
+    }
+
+    int32 Number = 5;
+    bool bFlag = false;
+    CString Name;
+    float Ratio = 0.0f;
+    CFixedPoint Fixed;
+    uint32 Count = 0;
+    int32 Shadowed = 3;
+    CConsoleCmdManager Manager;
+};
+} // namespace
+
+TEST( ConsoleCmdManager, CommandLinesAndTheirResults )
+{
+    SConsoleFixture Fixture;
+    const std::string Longest = "Echo " + std::string( CConsoleCmdManager::c_MaxLineLength - 5, 'x' );
+    const std::string Overlong = Longest + "x";
+    struct SCase
+    {
+        bool bRestricted;
+        bool bNetworkGame;
+        std::string Line;
+        bool bSuccess;
+        std::string Text;
+        int32 Number; // the variable's value after the line
+    };
+    const SCase Cases[] = {
+        { false, false, "Echo a b", true, "a|b", 5 },
+        { false, false, "  Echo\ta   b  ", true, "a|b", 5 },
+        { false, false, "Echo", true, "", 5 },
+        { false, false, "Echo \"a b\" c", true, "a b|c", 5 },
+        { false, false, "Echo x\"a b\"y \"\"", true, "xa by|", 5 },
+        { false, false, "Echo a b c", false, "Too many arguments: 'Echo' takes at most 2, got 3.", 5 },
+        { false, false, "Echo \"a b", false, "Quote left open in command line.", 5 },
+        { false, false, "", false, "Empty command line.", 5 },
+        { false, false, " \t \r", false, "Empty command line.", 5 },
+        { false, false, Longest, true, Longest.substr( 5 ), 5 },
+        { false, false, Overlong, false, "Command line longer than 1024 characters.", 5 },
+        { false, false, "Nope", false, "Unknown command", 5 },
+        { false, false, "echo a", false, "Unknown command", 5 },
+        { false, false, "Dev.Only", true, "dev ran", 5 },
+        { false, false, "Dev.Only x", false, "Too many arguments: 'Dev.Only' takes at most 0, got 1.", 5 },
+        { false, false, "NoAction", false, "Console Error - command has missing action.", 5 },
+        { false, false, "Fails", false, "refused", 5 },
+        { false, false, "Number", true, "Value 5", 5 },
+        { false, false, "Number 7", true, "Value 7", 7 },
+        { false, false, "Number abc", false, "Invalid value 'abc'. Value 7", 7 },
+        { false, false, "Number 3x", false, "Invalid value '3x'. Value 7", 7 },
+        { false, false, "Number \"\"", false, "Invalid value ''. Value 7", 7 },
+        { false, false, "Number 99999999999", false, "Invalid value '99999999999'. Value 7", 7 },
+        { false, false, "Number 1 2", false, "Too many arguments: 'Number' takes at most 1, got 2.", 7 },
+        { false, false, "Number \"1", false, "Quote left open in command line.", 7 },
+        { false, false, "Number 11", true, "Value 10", 10 },
+        { false, false, "Number -1", true, "Value 0", 0 },
+        { false, false, "Flag", true, "Enabled", 0 },
+        { false, false, "Flag", true, "Disabled", 0 },
+        { false, false, "Flag yes", true, "Enabled", 0 },
+        { false, false, "Flag no", true, "Disabled", 0 },
+        { false, false, "Flag FALSE", true, "Enabled", 0 },
+        { false, false, "Flag 0", true, "Disabled", 0 },
+        { false, false, "Flag a b", false, "Too many arguments: 'Flag' takes at most 1, got 2.", 0 },
+        { false, false, "Ratio 1.5", true, "Value 1.5", 0 },
+        { false, false, "Ratio 1,5", false, "Invalid value '1,5'. Value 1.5", 0 },
+        { false, false, "Ratio inf", false, "Invalid value 'inf'. Value 1.5", 0 },
+        { false, false, "Fixed 2.25", true, "Value 2.25", 0 },
+        { false, false, "Fixed 2.x", false, "Invalid value '2.x'. Value 2.25", 0 },
+        { false, false, "Count 4000000000", true, "Value 4000000000", 0 },
+        { false, false, "Count -1", false, "Invalid value '-1'. Value 4000000000", 0 },
+        { false, false, "Name \"hello world\"", true, "Value hello world", 0 },
+        { true, false, "Echo a", true, "a", 0 },
+        { true, false, "Dev.Only", false, "Command available only for developers.", 0 },
+        { true, false, "Nope", false, "Unknown command", 0 },
+        { true, false, "Number 4", true, "Value 4", 4 },
+        { true, true, "Echo a", false, "Console not available in multiplayer or ironman mode.", 4 },
+        { true, true, "Number 6", false, "Console not available in multiplayer or ironman mode.", 4 },
+        { false, true, "Dev.Only", true, "dev ran", 4 },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        Fixture.Manager.SetRestricted( Case.bRestricted );
+        Fixture.Manager.SetNetworkGame( Case.bNetworkGame );
+        const SConsoleCmdResult Result = Fixture.Manager.ExecuteLine( Case.Line.c_str() );
+        EXPECT_EQ( Result._bSuccess, Case.bSuccess ) << Case.Line;
+        EXPECT_EQ( Result._Text.GetStdString(), Case.Text ) << Case.Line;
+        EXPECT_EQ( Fixture.Number, Case.Number ) << Case.Line;
+    }
+    EXPECT_EQ( Fixture.Shadowed, 3 );
+    EXPECT_EQ( Fixture.Name.GetStdString(), "hello world" );
+}
+
+TEST( ConsoleCmdManager, FilterAnswersBeforeTheChecks )
+{
+    SConsoleFixture Fixture;
+    std::vector<std::string> Seen;
+    Fixture.Manager.SetFilter(
+        [&]( const SConsoleCommand& Command, CConsoleArguments Arguments, SConsoleCmdResult& Result )
+        {
+            Seen.push_back( Command._Name.GetStdString() + "/" + std::to_string( Arguments.GetSize() ) );
+            if ( Command._Name == "Dev.Only" )
+            {
+                Result._Text = "filtered";
+                return true;
+            }
+            return false;
+        } );
+    Fixture.Manager.SetRestricted( true );
+    const SConsoleCmdResult Filtered = Fixture.Manager.ExecuteLine( "Dev.Only" );
+    EXPECT_FALSE( Filtered._bSuccess );
+    EXPECT_EQ( Filtered._Text.GetStdString(), "filtered" );
+    EXPECT_EQ( Fixture.Manager.ExecuteLine( "Echo a b" )._Text.GetStdString(), "a|b" );
+    EXPECT_EQ( Fixture.Manager.ExecuteLine( "Number" )._Text.GetStdString(), "Value 5" );
+    EXPECT_EQ( Seen, ( std::vector<std::string>{ "Dev.Only/0", "Echo/2" } ) );
+}
+
+TEST( ConsoleCmdManager, ListingsCompletionsAndGroups )
+{
+    SConsoleFixture Fixture;
+    CConsoleCmdManager& Manager = Fixture.Manager;
+    Manager.AddCommand( MakeCommand( "alpha", true, 0, &EchoAction, "First" ) );
+    CString Names;
+    Manager.GetCommandNames( Names );
+    // "Echo" is both a command and a tweakable.
+    EXPECT_EQ( Lines( Names ), ( std::vector<std::string>{ "alpha", "Count", "Dev.Only", "Echo", "Echo", "Fails",
+                                                           "Fixed", "Flag", "Name", "NoAction", "Number", "Ratio" } ) );
+    Manager.GetVariableNames( Names );
+    EXPECT_EQ( Lines( Names ),
+               ( std::vector<std::string>{ "Count", "Echo", "Fixed", "Flag", "Name", "Number", "Ratio" } ) );
+    CQorArray<CString> Completions;
+    Manager.GetCompletions( "n", Completions );
+    EXPECT_EQ( ToStrings( Completions ), ( std::vector<std::string>{ "Name", "NoAction", "Number" } ) );
+    Manager.GetCompletions( "NUM", Completions );
+    EXPECT_EQ( ToStrings( Completions ), std::vector<std::string>{ "Number" } );
+    Manager.GetCompletions( "zz", Completions );
+    EXPECT_TRUE( Completions.IsEmpty() );
+
+    CString Help;
+    Manager.GetHelp( Help );
+    EXPECT_EQ( Help.GetStdString(), "\n - alpha: First\n - Dev.Only: Developers only\n - Echo: Prints its arguments"
+                                    "\n - Fails: Always refuses\n - NoAction: Has no action" );
+
+    Manager.SetRestricted( true );
+    Manager.GetCommandNames( Names );
+    EXPECT_EQ( Lines( Names ), ( std::vector<std::string>{ "alpha", "Count", "Echo", "Echo", "Fails", "Fixed", "Flag",
+                                                           "Name", "NoAction", "Number", "Ratio" } ) );
+    Manager.GetHelp( Help );
+    EXPECT_EQ( Help.GetStdString().find( "Dev.Only" ), std::string::npos );
+    Manager.SetRestricted( false );
+
+    CLogGuard Guard;
+    CRecordingLogger* pLogger = new CRecordingLogger;
+    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    Manager.AddCommandToGroup( "Text", "Echo" );
+    Manager.AddCommandToGroup( "Debug", "Dev.Only" );
+    Manager.AddCommandToGroup( "Text", "Fails" );
+    Manager.AddCommandToGroup( "Text", "Echo" );
+    Manager.AddCommandToGroup( "Text", "Number" );
+    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "Adding unknown command to a console group\n" } );
+    CQorArray<SConsoleGroup> Groups;
+    Manager.GetGroups( Groups );
+    ASSERT_EQ( Groups.GetSize(), 3 );
+    EXPECT_EQ( Groups[0]._Name.GetStdString(), "Text" );
+    EXPECT_EQ( ToStrings( Groups[0]._CommandNames ), ( std::vector<std::string>{ "Echo", "Fails" } ) );
+    EXPECT_EQ( Groups[1]._Name.GetStdString(), "Debug" );
+    EXPECT_EQ( Groups[2]._Name.GetStdString(), "Other" );
+    EXPECT_EQ( ToStrings( Groups[2]._CommandNames ), ( std::vector<std::string>{ "alpha", "NoAction" } ) );
+    Manager.SetRestricted( true );
+    Manager.GetGroups( Groups );
+    EXPECT_TRUE( Groups[1]._CommandNames.IsEmpty() );
+}
+
+TEST( ConsoleCmdManager, TweakableRegistrationAndValues )
+{
+    CConsoleCmdManager Manager;
+    CAssertRecorder Asserts;
+    int32 First = 1;
+    int32 Second = 2;
+    CTweakableNumber<int32>* pFirst =
+        CTweakable::RegisterWith<CTweakableNumber<int32>>( Manager, &First, "Value", "the first" );
+    CTweakableNumber<int32>* pAgain =
+        CTweakable::RegisterWith<CTweakableNumber<int32>>( Manager, &Second, "Value", "the second" );
+    EXPECT_EQ( pAgain, pFirst );
+    EXPECT_EQ( Manager.FindVariable( "Value" ), pFirst );
+    EXPECT_EQ( pFirst->GetDescription().GetStdString(), "the second" );
+    EXPECT_EQ( Manager.ExecuteLine( "Value 9" )._Text.GetStdString(), "Value 9" );
+    EXPECT_EQ( First, 1 );
+    EXPECT_EQ( Second, 9 );
+    CString Names;
+    Manager.GetVariableNames( Names );
+    EXPECT_EQ( Names.GetStdString(), "Value\n" );
+    EXPECT_TRUE( Asserts.Texts().empty() );
+
+    // Another class under the same name: the old one stays.
+    EXPECT_EQ( CTweakable::RegisterWith<CTweakableMinMax<int32>>( Manager, &First, "Value", "", 0, 1 ), nullptr );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Old tweakable type differs from new type" } );
+    EXPECT_EQ( Manager.FindVariable( "Value" ), pFirst );
+
+    // Without a variable: the default value, and writes go nowhere.
+    CTweakableTyped<float>* pUnbound =
+        CTweakable::RegisterWith<CTweakableTyped<float>>( Manager, nullptr, "Unbound", "" );
+    EXPECT_EQ( Manager.ExecuteLine( "Unbound 2.5" )._Text.GetStdString(), "Value 0" );
+    EXPECT_EQ( pUnbound->Get(), 0.0f );
+    CTweakableBool* pUnboundBool = CTweakable::RegisterWith<CTweakableBool>( Manager, nullptr, "UnboundBool", "" );
+    EXPECT_EQ( Manager.ExecuteLine( "UnboundBool" )._Text.GetStdString(), "Disabled" );
+    EXPECT_FALSE( pUnboundBool->Get() );
+
+    // The hook hears of changes only.
+    int nChanges = 0;
+    pFirst->SetChangeHook( [&]( CTweakable& Tweakable ) { nChanges += &Tweakable == pFirst; } );
+    pFirst->Set( 9 );
+    EXPECT_EQ( nChanges, 0 );
+    EXPECT_TRUE( pFirst->FromString( "4" ) );
+    EXPECT_FALSE( pFirst->FromString( "four" ) );
+    EXPECT_EQ( nChanges, 1 );
+    EXPECT_EQ( Second, 4 );
+
+    // A callback answers with its label and hears all arguments.
+    std::vector<std::string> Heard;
+    CTweakable::RegisterWith<CTweakableCallback>( Manager, "Files.ResetFromDisk", "Reset",
+                                                  [&]( CConsoleArguments Arguments )
+                                                  {
+                                                      for ( const CString& Argument : Arguments )
+                                                      {
+                                                          Heard.push_back( Argument.GetStdString() );
+                                                      }
+                                                  } );
+    const SConsoleCmdResult Called = Manager.ExecuteLine( "Files.ResetFromDisk a b" );
+    EXPECT_TRUE( Called._bSuccess );
+    EXPECT_EQ( Called._Text.GetStdString(), "Called Reset" );
+    EXPECT_EQ( Heard, ( std::vector<std::string>{ "a", "b" } ) );
+
+    EXPECT_TRUE( Manager.RemoveVariable( "Unbound" ) );
+    EXPECT_EQ( Manager.ExecuteLine( "Unbound" )._Text.GetStdString(), "Unknown command" );
+}
+
+TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
+{
+    CConsoleCmdManager& Manager = CConsoleCmdManager::Get();
+    const SConsoleCommand* pCount = Manager.FindCommand( "Threading.TaskThreadCount" );
+    ASSERT_NE( pCount, nullptr );
+    EXPECT_EQ( pCount->_Description.GetStdString(), "Set or get the number of task threads" );
+    EXPECT_EQ( pCount->_ArgumentDescriptions[0].GetStdString(), "The number of task threads" );
+    const SConsoleCmdResult Count = Manager.ExecuteLine( "Threading.TaskThreadCount" );
+    EXPECT_TRUE( Count._bSuccess );
+    EXPECT_EQ( Count._Text.GetStdString(), std::to_string( GetNumTaskThreads() ) );
+    EXPECT_FALSE( Manager.ExecuteLine( "Threading.TaskThreadCount many" )._bSuccess );
+
+    const bool bBefore = g_bEnableTaskThreads;
+    EXPECT_EQ( Manager.ExecuteLine( "Threading.EnableTaskThreads" )._Text.GetStdString(),
+               bBefore ? "Disabled" : "Enabled" );
+    EXPECT_NE( g_bEnableTaskThreads, bBefore );
+    Manager.ExecuteLine( "Threading.EnableTaskThreads" );
+    EXPECT_EQ( g_bEnableTaskThreads, bBefore );
+
+    const int32 DelayBefore = g_FileWatcherNotificationDelayMs;
+    EXPECT_EQ( Manager.ExecuteLine( "CFilewatcher.NotificationDelay 250" )._Text.GetStdString(), "Value 250" );
+    EXPECT_EQ( g_FileWatcherNotificationDelayMs, 250 );
+    g_FileWatcherNotificationDelayMs = DelayBefore;
+
+    CAssertRecorder Asserts;
+    CConsoleCmdManager::Create();
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pInstance == 0" } );
+    EXPECT_EQ( &CConsoleCmdManager::Get(), &Manager );
+}
