@@ -206,18 +206,4 @@ bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* 
     va_end( Args );
     return ReportAssert( Message, pFile, nLine, bFatal, pOnce );
 }
-
-const char* ToggleLogOnly( const char* pArgument )
-{
-    if ( !pArgument )
-    {
-        g_bLogOnly = !g_bLogOnly;
-    }
-    else
-    {
-        g_bLogOnly = std::strcmp( pArgument, "0" ) != 0 && std::strcmp( pArgument, "false" ) != 0 &&
-                     std::strcmp( pArgument, "no" ) != 0;
-    }
-    return g_bLogOnly ? "Enabled" : "Disabled";
-}
 } // namespace NQorAssert

@@ -62,10 +62,6 @@ void BreakAfterReport();
 // The message form: formats into a buffer of 1024 characters and reports the result as the text.
 bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* pOnce, const char* pFormat, ... )
     __attribute__( ( format( printf, 5, 6 ) ) );
-// The console variable Asserts.ToggleLogOnly over g_bLogOnly: without an argument it flips log-only mode, with
-// one it sets it ("0", "false" and "no" turn it off, any other text on; case matters). Answers "Enabled" or
-// "Disabled" for the mode it leaves.
-const char* ToggleLogOnly( const char* pArgument );
 } // namespace NQorAssert
 
 #define QOR_ASSERT_REPORT_( Condition, ReportCall )                                                                   \

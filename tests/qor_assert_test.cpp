@@ -199,28 +199,6 @@ TEST( QorAssert, DialogWithoutAPersonLogsOnceAndSilencesTheSite )
                "Assertion:   I > 5\n\n" + Place + "):\n" );
 }
 
-TEST( QorAssert, ToggleLogOnlyFlipsOrSetsTheMode )
-{
-    SSwitchesGuard Guard;
-    struct SRow
-    {
-        bool bBefore;
-        const char* pArgument;
-        bool bAfter;
-    };
-    const SRow Rows[] = {
-        { false, nullptr, true }, { true, nullptr, false }, { false, "1", true },  { true, "0", false },
-        { true, "false", false }, { true, "no", false },    { false, "yes", true }, { true, "on", true },
-    };
-    for ( const SRow& Row : Rows )
-    {
-        g_bLogOnly = Row.bBefore;
-        const std::string Answer = NQorAssert::ToggleLogOnly( Row.pArgument );
-        EXPECT_EQ( g_bLogOnly, Row.bAfter ) << ( Row.pArgument ? Row.pArgument : "no argument" );
-        EXPECT_EQ( Answer, Row.bAfter ? "Enabled" : "Disabled" );
-    }
-}
-
 TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
 {
     bool bBreak = true;

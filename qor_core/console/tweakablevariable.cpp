@@ -1,5 +1,6 @@
 #include "qor_core/console/tweakablevariable.h"
 
+#include "qor_core/qor_assert.h"
 #include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task_scheduler.h"
 
@@ -42,6 +43,8 @@ void CTweakableCallback::TakeBinding( CTweakable& Other )
 namespace
 {
 // The library's own tweakables.
+CTweakableBool* const g_pLogOnly = CTweakable::Register<CTweakableBool>(
+    &g_bLogOnly, "Asserts.ToggleLogOnly", "Send non-fatal assertions to the log only, without the dialog" );
 CTweakableBool* const g_pEnableTaskThreads =
     CTweakable::Register<CTweakableBool>( &g_bEnableTaskThreads, "Threading.EnableTaskThreads",
                                           "Run tasks on the worker threads, or inline on their creator" );

@@ -347,6 +347,13 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     Manager.ExecuteLine( "Threading.EnableTaskThreads" );
     EXPECT_EQ( g_bEnableTaskThreads, bBefore );
 
+    const bool bLogOnlyBefore = g_bLogOnly;
+    EXPECT_EQ( Manager.ExecuteLine( "Asserts.ToggleLogOnly 1" )._Text.GetStdString(), "Enabled" );
+    EXPECT_TRUE( g_bLogOnly );
+    EXPECT_EQ( Manager.ExecuteLine( "Asserts.ToggleLogOnly" )._Text.GetStdString(), "Disabled" );
+    EXPECT_FALSE( g_bLogOnly );
+    g_bLogOnly = bLogOnlyBefore;
+
     const int32 DelayBefore = g_FileWatcherNotificationDelayMs;
     EXPECT_EQ( Manager.ExecuteLine( "CFilewatcher.NotificationDelay 250" )._Text.GetStdString(), "Value 250" );
     EXPECT_EQ( g_FileWatcherNotificationDelayMs, 250 );
