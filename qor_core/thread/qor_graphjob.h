@@ -67,7 +67,7 @@ class CQorGraphJob
 {
 public:
     // Tasks go to pScheduler; null takes the long-task pool as it stands now (and where there is none, the tasks
-    // run on the thread that schedules them).
+    // run on the thread that schedules them). REQUIRES: the scheduler outlives the job.
     explicit CQorGraphJob( CTaskScheduler* pScheduler = nullptr );
     // Clear: a job destroyed while its tasks run is reported, and waits for them.
     ~CQorGraphJob();
