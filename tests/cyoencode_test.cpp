@@ -24,12 +24,13 @@ struct SScheme
     FEncodeGetLength EncodeGetLength;
     FDecode Decode;
     FDecodeGetLength DecodeGetLength;
+    uint32 nBlock; // the text's block size: decoding takes whole blocks only
 };
 
 const SScheme s_Schemes[] = {
-    { "base16", Base16Encode, Base16EncodeGetLength, Base16Decode, Base16DecodeGetLength },
-    { "base32", Base32Encode, Base32EncodeGetLength, Base32Decode, Base32DecodeGetLength },
-    { "base64", Base64Encode, Base64EncodeGetLength, Base64Decode, Base64DecodeGetLength },
+    { "base16", Base16Encode, Base16EncodeGetLength, Base16Decode, Base16DecodeGetLength, 2 },
+    { "base32", Base32Encode, Base32EncodeGetLength, Base32Decode, Base32DecodeGetLength, 8 },
+    { "base64", Base64Encode, Base64EncodeGetLength, Base64Decode, Base64DecodeGetLength, 4 },
 };
 
 std::string Encode( const SScheme& Scheme, const std::string& Bytes )
@@ -107,17 +108,11 @@ TEST( CyoDecode, MisusedArgumentsThrow )
 {
     char Text[ 8 ] = {};
     uint8 Bytes[ 8 ] = {};
-    EXPECT_EQ( ThrownText( [] { Base16DecodeGetLength( 3 ); } ), "Invalid source, size is not a multiple of 2" );
-    EXPECT_EQ( ThrownText( [] { Base32DecodeGetLength( 9 ); } ), "Invalid source, size is not a multiple of 8" );
-    EXPECT_EQ( ThrownText( [] { Base64DecodeGetLength( 5 ); } ), "Invalid source, size is not a multiple of 4" );
-    EXPECT_EQ( ThrownText( [ & ] { Base64Decode( Bytes, "Zm9vY", 5 ); } ),
-               "Invalid source, size is not a multiple of 4" );
-    EXPECT_EQ( ThrownText( [ & ] { Base32Decode( Bytes, "MZXW6YQ", 7 ); } ),
-               "Invalid source, size is not a multiple of 8" );
-    EXPECT_EQ( ThrownText( [ & ] { Base16Decode( Bytes, "666", 3 ); } ),
-               "Invalid source, size is not a multiple of 2" );
     for ( const SScheme& Scheme : s_Schemes )
     {
+        const std::string NotWhole = "Invalid source, size is not a multiple of " + std::to_string( Scheme.nBlock );
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.DecodeGetLength( Scheme.nBlock + 1 ); } ), NotWhole );
+        EXPECT_EQ( ThrownText( [ & ] { Scheme.Decode( Bytes, "MZXW6YQ", Scheme.nBlock - 1 ); } ), NotWhole );
         EXPECT_EQ( ThrownText( [ & ] { Scheme.Encode( nullptr, Bytes, 1 ); } ), "Invalid parameter" ) << Scheme.pName;
         EXPECT_EQ( ThrownText( [ & ] { Scheme.Encode( Text, nullptr, 1 ); } ), "Invalid parameter" ) << Scheme.pName;
         EXPECT_EQ( ThrownText( [ & ] { Scheme.Decode( nullptr, Text, 8 ); } ), "Invalid parameter" ) << Scheme.pName;

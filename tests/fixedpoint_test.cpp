@@ -112,24 +112,22 @@ TEST( CFixedPoint, MultiplicationAndDivisionAgainstExactArithmetic )
     std::mt19937_64 Generator( nSeed );
     for ( int Round = 0; Round < nDraws; ++Round )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", round " << Round );
         // Fast path: both factors within the largest magnitude whose square fits in 63 bits.
         const int64 A = Draw( Generator, -NFixedInt64::MaxFastFactor, NFixedInt64::MaxFastFactor );
         const int64 B = Round % 2 ? Draw( Generator, -NFixedInt64::MaxFastFactor, NFixedInt64::MaxFastFactor )
                                   : DrawWide( Generator, 31 );
-        ASSERT_EQ( ( Raw( A ) * Raw( B ) ).GetRaw(), static_cast<int64>( int128( A ) * B / 100000 ) )
-            << "seed " << nSeed << ": " << A << " * " << B;
+        ASSERT_EQ( ( Raw( A ) * Raw( B ) ).GetRaw(), static_cast<int64>( int128( A ) * B / 100000 ) );
         // Split path without overflow of its partial products: still exact, the two parts of B share its sign.
         const int64 Small = DrawWide( Generator, 36 );
         const int64 Large =
             Draw( Generator, NFixedInt64::MaxFastFactor + 1, int64( 1 ) << 40 ) * ( Round % 2 ? -1 : 1 );
-        ASSERT_EQ( ( Raw( Large ) * Raw( Small ) ).GetRaw(), static_cast<int64>( int128( Small ) * Large / 100000 ) )
-            << "seed " << nSeed << ": " << Large << " * " << Small;
+        ASSERT_EQ( ( Raw( Large ) * Raw( Small ) ).GetRaw(), static_cast<int64>( int128( Small ) * Large / 100000 ) );
 
         const int64 Divisor = DrawWide( Generator, 63 ) | 1;
         const int64 Dividend = Draw( Generator, -NFixedInt64::MaxWholePart, NFixedInt64::MaxWholePart );
         ASSERT_EQ( ( Raw( Dividend ) / Raw( Divisor ) ).GetRaw(),
-                   static_cast<int64>( int128( Dividend ) * 100000 / Divisor ) )
-            << "seed " << nSeed << ": " << Dividend << " / " << Divisor;
+                   static_cast<int64>( int128( Dividend ) * 100000 / Divisor ) );
         // Larger dividends over divisors below 10^10: whole and fraction apart, so the two truncations may
         // leave the result one unit nearer zero.
         const int64 Big = Draw( Generator, NFixedInt64::MaxWholePart + 1, Int64Max ) * ( Generator() & 1 ? -1 : 1 );
@@ -138,8 +136,7 @@ TEST( CFixedPoint, MultiplicationAndDivisionAgainstExactArithmetic )
         if ( Exact <= Int64Max && Exact >= Int64Min )
         {
             const int128 Difference = Exact - ( Raw( Big ) / Raw( Medium ) ).GetRaw();
-            ASSERT_TRUE( Difference == 0 || Difference == ( Exact > 0 ? 1 : -1 ) )
-                << "seed " << nSeed << ": " << Big << " / " << Medium;
+            ASSERT_TRUE( Difference == 0 || Difference == ( Exact > 0 ? 1 : -1 ) );
         }
     }
 }
@@ -160,15 +157,13 @@ TEST( CFixedPoint, FloorCeilAndRoundingAgainstExactArithmetic )
     std::mt19937_64 Generator( nSeed );
     for ( int Round = 0; Round < nDraws; ++Round )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", round " << Round );
         const int64 Value = Draw( Generator, -NFixedInt64::MaxWholePart * 100000, NFixedInt64::MaxWholePart * 100000 );
         const bool bExact = Value % 100000 == 0;
-        ASSERT_EQ( Raw( Value ).Floor().GetRaw(), ( Value / 100000 - ( Value < 0 && !bExact ) ) * 100000 )
-            << "seed " << nSeed;
-        ASSERT_EQ( Raw( Value ).Ceil().GetRaw(), ( Value / 100000 + ( Value > 0 && !bExact ) ) * 100000 )
-            << "seed " << nSeed;
+        ASSERT_EQ( Raw( Value ).Floor().GetRaw(), ( Value / 100000 - ( Value < 0 && !bExact ) ) * 100000 );
+        ASSERT_EQ( Raw( Value ).Ceil().GetRaw(), ( Value / 100000 + ( Value > 0 && !bExact ) ) * 100000 );
         const int128 Rounded = ( ( Value < 0 ? -int128( Value ) : int128( Value ) ) + 50000 ) / 100000;
-        ASSERT_EQ( Raw( Value ).ToIntRounded(), static_cast<int64>( Value < 0 ? -Rounded : Rounded ) )
-            << "seed " << nSeed;
+        ASSERT_EQ( Raw( Value ).ToIntRounded(), static_cast<int64>( Value < 0 ? -Rounded : Rounded ) );
     }
 }
 
@@ -223,34 +218,30 @@ TEST( CFixedPoint, TranscendentalsFollowTheStandardClosely )
     std::mt19937_64 Generator( nSeed );
     for ( int Round = 0; Round < nDraws; ++Round )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", round " << Round );
         // From 0.01 up to 10^9: the reductions by e^8 and by e, then the series.
         const CFixedPoint X(
             std::exp( std::uniform_real_distribution<double>( std::log( 0.01 ), std::log( 1e9 ) )( Generator ) ) );
         ASSERT_NEAR( ToDouble( CFixedPoint::Ln( X ) ), std::log( ToDouble( X ) ),
-                     X < CFixedPoint( 0.5 ) ? 0.01 : 0.0005 )
-            << "seed " << nSeed << ", x " << ToDouble( X );
+                     X < CFixedPoint( 0.5 ) ? 0.01 : 0.0005 );
         ASSERT_NEAR( ToDouble( CFixedPoint::Log10( X ) ), std::log10( ToDouble( X ) ),
-                     X < CFixedPoint( 0.5 ) ? 0.01 : 0.0005 )
-            << "seed " << nSeed << ", x " << ToDouble( X );
+                     X < CFixedPoint( 0.5 ) ? 0.01 : 0.0005 );
         const CFixedPoint Exponent( std::uniform_real_distribution<double>( -5.0, 12.0 )( Generator ) );
         const double ExactExp = std::exp( ToDouble( Exponent ) );
-        ASSERT_NEAR( ToDouble( CFixedPoint::Exp( Exponent ) ), ExactExp, ExactExp * 0.0004 + 0.0004 )
-            << "seed " << nSeed << ", exponent " << ToDouble( Exponent );
+        ASSERT_NEAR( ToDouble( CFixedPoint::Exp( Exponent ) ), ExactExp, ExactExp * 0.0004 + 0.0004 );
 
         const CFixedPoint Angle = Raw( Draw( Generator, -5000000, 5000000 ) );
         const double A = ToDouble( Angle );
         // The quintic is off by 0.0045 at a quarter turn, and pi has five decimals.
-        ASSERT_NEAR( ToDouble( CFixedPoint::Sin( Angle ) ), std::sin( A ), 0.006 ) << "seed " << nSeed << ", x " << A;
-        ASSERT_NEAR( ToDouble( CFixedPoint::Cos( Angle ) ), std::cos( A ), 0.006 ) << "seed " << nSeed << ", x " << A;
+        ASSERT_NEAR( ToDouble( CFixedPoint::Sin( Angle ) ), std::sin( A ), 0.006 );
+        ASSERT_NEAR( ToDouble( CFixedPoint::Cos( Angle ) ), std::cos( A ), 0.006 );
         if ( std::abs( std::cos( A ) ) > 0.5 )
         {
-            ASSERT_NEAR( ToDouble( CFixedPoint::Tan( Angle ) ), std::tan( A ), 0.03 )
-                << "seed " << nSeed << ", x " << A;
+            ASSERT_NEAR( ToDouble( CFixedPoint::Tan( Angle ) ), std::tan( A ), 0.03 );
         }
         // The rational approximation of Atan2: within 0.075 of the true angle, in the right quadrant.
         const CFixedPoint Y = Raw( DrawWide( Generator, 30 ) | 1 );
         const CFixedPoint XRaw = Raw( DrawWide( Generator, 30 ) );
-        ASSERT_NEAR( ToDouble( CFixedPoint::Atan2( Y, XRaw ) ), std::atan2( ToDouble( Y ), ToDouble( XRaw ) ), 0.075 )
-            << "seed " << nSeed << ": " << Y.GetRaw() << ", " << XRaw.GetRaw();
+        ASSERT_NEAR( ToDouble( CFixedPoint::Atan2( Y, XRaw ) ), std::atan2( ToDouble( Y ), ToDouble( XRaw ) ), 0.075 );
     }
 }

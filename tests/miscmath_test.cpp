@@ -156,31 +156,43 @@ class CMiscMathTyped : public testing::Test
 using IntegerTypes = testing::Types<int32, uint32, int64, uint64>;
 TYPED_TEST_SUITE( CMiscMathTyped, IntegerTypes );
 
-TYPED_TEST( CMiscMathTyped, LeadingZeroCountMatchesTheReference )
+// One spread value per draw through every form, against the references.
+TYPED_TEST( CMiscMathTyped, EveryFormMatchesItsReferenceOnSpreadValues )
 {
     using T = TypeParam;
     CValueSource<T> Source( nSeed );
-    EXPECT_EQ( LeadingZeroCount( T( 0 ) ), Width<T> );
     for ( int I = 0; I < nDraws; ++I )
     {
         const T Value = Source.Next();
-        ASSERT_EQ( LeadingZeroCount( Value ), ReferenceLeadingZeros( Value ) )
-            << "seed " << nSeed << ", value " << Value;
-    }
-}
-
-TYPED_TEST( CMiscMathTyped, BothPowerFormsMatchTheReferenceForExponentsFromZero )
-{
-    using T = TypeParam;
-    CValueSource<T> Source( nSeed );
-    for ( int I = 0; I < nDraws; ++I )
-    {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", draw " << I << ", value " << Value );
+        ASSERT_EQ( LeadingZeroCount( Value ), ReferenceLeadingZeros( Value ) );
+        ASSERT_EQ( QorSqrti( Value ), ReferenceSqrt( Value ) );
+        ASSERT_EQ( Log2Ceil( Value ), ReferenceLog2Ceil( Value ) );
+        if ( Value <= LegacyLimit<T> )
+        {
+            const T Expected = static_cast<T>( UnsignedT<T>( 1 ) << ReferenceLog2Ceil( Value ) );
+            ASSERT_EQ( Log2Ceil_Legacy( Value ), Log2Ceil( Value ) );
+            ASSERT_EQ( CeilToPowerOf2( Value ), Expected );
+            ASSERT_EQ( CeilToPowerOf2_Legacy( Value ), Expected );
+        }
+        else
+        {
+            // The power doesn't fit: the shift count wraps to 0 (unsigned) or lands on the sign bit (signed).
+            ASSERT_EQ( CeilToPowerOf2( Value ), std::is_signed_v<T> ? std::numeric_limits<T>::min() : T( 1 ) );
+        }
+        const int32 Shift =
+            I % 50 ? Source.NextInt( -3 * Width<T>, 3 * Width<T> ) : Source.NextInt( INT32_MIN, INT32_MAX );
+        ASSERT_EQ( RotLeft( Value, Shift ), ReferenceRotLeft( Value, Shift ) ) << "by " << Shift;
+        ASSERT_EQ( RotLeft_Legacy( Value, Shift ), ReferenceRotLeft( Value, Shift ) ) << "by " << Shift;
         // Small bases keep the product short of wrapping more often; the wide ones check the wrap itself.
-        const T Base = I % 2 ? Source.Next() : static_cast<T>( Source.NextInt( std::is_signed_v<T> ? -9 : 0, 9 ) );
+        const T Base = I % 2 ? Value : static_cast<T>( Source.NextInt( std::is_signed_v<T> ? -9 : 0, 9 ) );
         const int32 Exponent = Source.NextInt( 0, I % 3 ? 70 : 1000 );
-        const T Expected = ReferencePower( Base, Exponent );
-        ASSERT_EQ( Power( Base, Exponent ), Expected ) << "seed " << nSeed << ", " << Base << "^" << Exponent;
-        ASSERT_EQ( Power_Legacy( Base, Exponent ), Expected ) << "seed " << nSeed << ", " << Base << "^" << Exponent;
+        ASSERT_EQ( Power( Base, Exponent ), ReferencePower( Base, Exponent ) ) << Base << "^" << Exponent;
+        ASSERT_EQ( Power_Legacy( Base, Exponent ), ReferencePower( Base, Exponent ) ) << Base << "^" << Exponent;
+    }
+    for ( const T Value : { T( 0 ), T( 1 ), LegacyLimit<T>, T( LegacyLimit<T> - 1 ), T( LegacyLimit<T> / 2 + 1 ) } )
+    {
+        EXPECT_EQ( Log2Ceil_Legacy( Value ), ReferenceLog2Ceil( Value ) ) << Value;
     }
 }
 
@@ -199,73 +211,6 @@ TYPED_TEST( CMiscMathTyped, NegativeExponentAssertsInTheCurrentFormOnly )
         Asserts.Clear();
         EXPECT_EQ( Power_Legacy( T( 2 ), Exponent ), T( 1 ) );
         EXPECT_TRUE( Asserts.Texts().empty() );
-    }
-}
-
-TYPED_TEST( CMiscMathTyped, Log2CeilMatchesTheReferenceAndTheLegacyFormInItsSafeRange )
-{
-    using T = TypeParam;
-    CValueSource<T> Source( nSeed );
-    for ( int I = 0; I < nDraws; ++I )
-    {
-        const T Value = Source.Next();
-        ASSERT_EQ( Log2Ceil( Value ), ReferenceLog2Ceil( Value ) ) << "seed " << nSeed << ", value " << Value;
-        if ( Value <= LegacyLimit<T> )
-        {
-            ASSERT_EQ( Log2Ceil_Legacy( Value ), Log2Ceil( Value ) ) << "seed " << nSeed << ", value " << Value;
-        }
-    }
-    for ( const T Value : { T( 0 ), T( 1 ), LegacyLimit<T>, T( LegacyLimit<T> - 1 ), T( LegacyLimit<T> / 2 + 1 ) } )
-    {
-        EXPECT_EQ( Log2Ceil_Legacy( Value ), ReferenceLog2Ceil( Value ) ) << Value;
-    }
-}
-
-TYPED_TEST( CMiscMathTyped, CeilToPowerOf2MatchesTheReferenceBelowItsUncheckedTop )
-{
-    using T = TypeParam;
-    CValueSource<T> Source( nSeed );
-    for ( int I = 0; I < nDraws; ++I )
-    {
-        const T Value = Source.Next();
-        if ( Value <= LegacyLimit<T> )
-        {
-            const T Expected = static_cast<T>( UnsignedT<T>( 1 ) << ReferenceLog2Ceil( Value ) );
-            ASSERT_EQ( CeilToPowerOf2( Value ), Expected ) << "seed " << nSeed << ", value " << Value;
-            ASSERT_EQ( CeilToPowerOf2_Legacy( Value ), Expected ) << "seed " << nSeed << ", value " << Value;
-        }
-        else
-        {
-            // The power doesn't fit: the shift count wraps to 0 (unsigned) or lands on the sign bit (signed).
-            const T Expected = std::is_signed_v<T> ? std::numeric_limits<T>::min() : T( 1 );
-            ASSERT_EQ( CeilToPowerOf2( Value ), Expected ) << "seed " << nSeed << ", value " << Value;
-        }
-    }
-}
-
-TYPED_TEST( CMiscMathTyped, BothRotationsMatchTheReferenceForEveryShift )
-{
-    using T = TypeParam;
-    CValueSource<T> Source( nSeed );
-    for ( int I = 0; I < nDraws; ++I )
-    {
-        const T Value = Source.Next();
-        const int32 Shift =
-            I % 50 ? Source.NextInt( -3 * Width<T>, 3 * Width<T> ) : Source.NextInt( INT32_MIN, INT32_MAX );
-        const T Expected = ReferenceRotLeft( Value, Shift );
-        ASSERT_EQ( RotLeft( Value, Shift ), Expected ) << "seed " << nSeed << ", " << Value << " by " << Shift;
-        ASSERT_EQ( RotLeft_Legacy( Value, Shift ), Expected ) << "seed " << nSeed << ", " << Value << " by " << Shift;
-    }
-}
-
-TYPED_TEST( CMiscMathTyped, SqrtMatchesTheReferenceAndLeavesValuesBelowTwo )
-{
-    using T = TypeParam;
-    CValueSource<T> Source( nSeed );
-    for ( int I = 0; I < nDraws; ++I )
-    {
-        const T Value = Source.Next();
-        ASSERT_EQ( QorSqrti( Value ), ReferenceSqrt( Value ) ) << "seed " << nSeed << ", value " << Value;
     }
 }
 

@@ -12,20 +12,6 @@
 static_assert( std::is_trivially_copyable_v<CQorOptional<int32>>, "a trivial value keeps the optional trivial" );
 static_assert( !std::is_trivially_copyable_v<CQorOptional<std::string>> );
 
-TEST( CQorOptional, HoldsAValueOrNothing )
-{
-    CQorOptional<int32> Unset;
-    EXPECT_FALSE( Unset.IsSet() );
-    EXPECT_EQ( Unset.GetValueOr( 5 ), 5 );
-
-    CQorOptional<int32> Set = 42;
-    EXPECT_TRUE( static_cast<bool>( Set ) );
-    EXPECT_EQ( Set.GetValue(), 42 );
-    EXPECT_EQ( Set.GetValueOr( 5 ), 42 );
-    Set.Reset();
-    EXPECT_FALSE( Set.IsSet() );
-}
-
 TEST( CQorOptional, KeepsTheLifetimeOfItsValue )
 {
     CTrackedElement::ResetCounts();
@@ -38,16 +24,19 @@ TEST( CQorOptional, KeepsTheLifetimeOfItsValue )
         EXPECT_TRUE( First.IsSet() );
 
         CQorOptional<CTrackedElement> Empty;
+        EXPECT_EQ( Empty.GetValueOr( CTrackedElement( 5 ) ).Value(), 5 );
         Copy = Empty;
-        EXPECT_FALSE( Copy.IsSet() );
+        EXPECT_FALSE( static_cast<bool>( Copy ) );
         Copy = Moved;
         EXPECT_EQ( Copy.GetValue().Value(), 1 );
         Moved.Emplace( 7 );
         Copy = std::move( Moved );
         EXPECT_EQ( Copy.GetValue().Value(), 7 );
         Empty = Copy;
-        EXPECT_EQ( Empty.GetValue().Value(), 7 );
+        EXPECT_EQ( Empty.GetValueOr( CTrackedElement( 5 ) ).Value(), 7 );
         EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 4 );
+        Empty.Reset();
+        EXPECT_TRUE( !Empty.IsSet() && CTrackedElement::s_Counts.Alive() == 3 );
     }
     EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
 }

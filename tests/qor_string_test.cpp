@@ -35,18 +35,18 @@ TEST( CString, FixedPointTextAgreesWithTheConversion )
                                      : static_cast<int64>( Generator() ) >> ( Generator() % 64 );
         const CFixedPoint Value = CFixedPoint::FromRaw( Raw );
         const std::string Shortest = FixedText( Value );
-        ASSERT_EQ( Std( CString( Value ) ), Shortest ) << "seed " << nSeed << ", raw " << Raw;
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", raw " << Raw );
+        ASSERT_EQ( Std( CString( Value ) ), Shortest );
 
         // With a decimal count the text is cut behind that many of the five digits.
         const size_t Dot = Shortest.find( '.' );
         const std::string Whole = Shortest.substr( 0, Dot );
         std::string Digits = Dot == std::string::npos ? "" : Shortest.substr( Dot + 1 );
         Digits.resize( 5, '0' );
-        ASSERT_EQ( Std( CString( Value, 0 ) ), Whole ) << "seed " << nSeed << ", raw " << Raw;
+        ASSERT_EQ( Std( CString( Value, 0 ) ), Whole );
         for ( int32 Decimals = 1; Decimals <= 5; ++Decimals )
         {
-            ASSERT_EQ( Std( CString( Value, Decimals ) ), Whole + "." + Digits.substr( 0, Decimals ) )
-                << "seed " << nSeed << ", raw " << Raw << ", decimals " << Decimals;
+            ASSERT_EQ( Std( CString( Value, Decimals ) ), Whole + "." + Digits.substr( 0, Decimals ) ) << Decimals;
         }
     }
 }
@@ -104,38 +104,35 @@ TEST( CString, SearchesAgreeWithTheStandardString )
 {
     const uint32 nSeed = 777;
     std::mt19937 Generator( nSeed );
+    // Texts over a small alphabet, so that searches find partial and repeated matches.
+    auto RandomText = [ & ]( uint32 nMaxLength )
+    {
+        std::string Text( Generator() % ( nMaxLength + 1 ), 'a' );
+        for ( char& Char : Text )
+        {
+            Char = static_cast<char>( 'a' + Generator() % 3 );
+        }
+        return Text;
+    };
     for ( int Round = 0; Round < 400; ++Round )
     {
-        std::string Haystack( Generator() % 12, 'a' );
-        for ( char& Char : Haystack )
-        {
-            Char = static_cast<char>( 'a' + Generator() % 3 );
-        }
-        std::string Needle( Generator() % 3, 'a' );
-        for ( char& Char : Needle )
-        {
-            Char = static_cast<char>( 'a' + Generator() % 3 );
-        }
+        const std::string Haystack = RandomText( 11 );
+        const std::string Needle = RandomText( 2 );
         const CString Text( Haystack.c_str() );
+        const CQorStringView NeedleView( Needle.c_str() );
         const int32 Pos = static_cast<int32>( Generator() % 14 );
         const char Char = static_cast<char>( 'a' + Generator() % 3 );
-        ASSERT_EQ( Text.Find( Char, Pos ), static_cast<int32>( Haystack.find( Char, Pos ) ) ) << "seed " << nSeed;
-        ASSERT_EQ( Text.Find( CQorStringView( Needle.c_str() ), Pos ),
-                   static_cast<int32>( Haystack.find( Needle, Pos ) ) )
-            << "seed " << nSeed;
-        ASSERT_EQ( Text.ReverseFind( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
-            << "seed " << nSeed;
-        ASSERT_EQ( Text.ReverseFind( CQorStringView( Needle.c_str() ), Pos ),
-                   static_cast<int32>( Haystack.rfind( Needle, Pos ) ) )
-            << "seed " << nSeed;
-        ASSERT_EQ( Text.FindLast( Char ), static_cast<int32>( Haystack.rfind( Char ) ) ) << "seed " << nSeed;
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", round " << Round );
+        ASSERT_EQ( Text.Find( Char, Pos ), static_cast<int32>( Haystack.find( Char, Pos ) ) );
+        ASSERT_EQ( Text.Find( NeedleView, Pos ), static_cast<int32>( Haystack.find( Needle, Pos ) ) );
+        ASSERT_EQ( Text.ReverseFind( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) );
+        ASSERT_EQ( Text.ReverseFind( NeedleView, Pos ), static_cast<int32>( Haystack.rfind( Needle, Pos ) ) );
+        ASSERT_EQ( Text.FindLast( Char ), static_cast<int32>( Haystack.rfind( Char ) ) );
         if ( Pos < Text.GetSize() )
         {
-            ASSERT_EQ( Text.FindLast( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) )
-                << "seed " << nSeed;
+            ASSERT_EQ( Text.FindLast( Char, Pos ), static_cast<int32>( Haystack.rfind( Char, Pos ) ) );
         }
-        ASSERT_EQ( Text.FindLast( Needle.c_str() ), static_cast<int32>( Haystack.rfind( Needle ) ) )
-            << "seed " << nSeed;
+        ASSERT_EQ( Text.FindLast( Needle.c_str() ), static_cast<int32>( Haystack.rfind( Needle ) ) );
         ASSERT_EQ( Text.Count( Char ), static_cast<int32>( std::count( Haystack.begin(), Haystack.end(), Char ) ) );
     }
 }

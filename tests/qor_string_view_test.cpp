@@ -185,23 +185,17 @@ TEST( CQorStringView, CaseInsensitiveComparisons )
 
 TEST( CQorStringView, TrimsRemoveFromTheirEnds )
 {
-    enum ETrim
+    using FTrim = CQorStringView& ( CQorStringView::* )( CQorStringView );
+    const FTrim Start = &CQorStringView::TrimStart, End = &CQorStringView::TrimEnd, Both = &CQorStringView::Trim,
+                StartUntil = &CQorStringView::TrimStartUntil, EndUntil = &CQorStringView::TrimEndUntil;
+    const struct
     {
-        Start,
-        End,
-        Both,
-        StartUntil,
-        EndUntil
-    };
-    struct SCase
-    {
-        ETrim eTrim;
+        FTrim pTrim;
         const char* pText;
         const char* pSet;
         const char* pExpected;
         bool bTerminated;
-    };
-    const SCase Cases[] = {
+    } Cases[] = {
         { Start, "  ab  ", " ", "ab  ", true },
         { End, "  ab  ", " ", "  ab", false },
         { Both, " \tab\t ", " \t", "ab", false },
@@ -213,28 +207,11 @@ TEST( CQorStringView, TrimsRemoveFromTheirEnds )
         { StartUntil, "abc", "x", "", true },
         { EndUntil, "", "x", "", true },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& Case : Cases )
     {
         CQorStringView Text( Case.pText );
-        switch ( Case.eTrim )
-        {
-        case Start:
-            Text.TrimStart( Case.pSet );
-            break;
-        case End:
-            Text.TrimEnd( Case.pSet );
-            break;
-        case Both:
-            Text.Trim( Case.pSet );
-            break;
-        case StartUntil:
-            Text.TrimStartUntil( Case.pSet );
-            break;
-        case EndUntil:
-            Text.TrimEndUntil( Case.pSet );
-            break;
-        }
-        EXPECT_EQ( ToStd( Text ), Case.pExpected ) << Case.eTrim << " '" << Case.pText << "'";
-        EXPECT_EQ( Text.IsNullTerminated(), Case.bTerminated ) << Case.eTrim << " '" << Case.pText << "'";
+        EXPECT_EQ( &( Text.*Case.pTrim )( Case.pSet ), &Text );
+        EXPECT_EQ( ToStd( Text ), Case.pExpected ) << "'" << Case.pText << "' by '" << Case.pSet << "'";
+        EXPECT_EQ( Text.IsNullTerminated(), Case.bTerminated ) << "'" << Case.pText << "' by '" << Case.pSet << "'";
     }
 }

@@ -36,6 +36,19 @@ T ValueOf( int nValue )
     }
 }
 
+// The elements of a container, in its order, to compare with a model.
+template <typename ContainerT>
+auto ToVector( const ContainerT& Container )
+{
+    return std::vector<std::decay_t<decltype( *Container.begin() )>>( Container.begin(), Container.end() );
+}
+
+inline bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
+{
+    const uint8* pBytes = static_cast<const uint8*>( pData );
+    return std::all_of( pBytes, pBytes + nSize, [ nValue ]( uint8 nByte ) { return nByte == nValue; } );
+}
+
 // Not trivially copyable, so containers take their element-wise paths. A destroyed or moved-from element
 // is marked, so a read of one shows.
 class CTrackedElement

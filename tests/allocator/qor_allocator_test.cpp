@@ -1,9 +1,10 @@
 #include "qor_core/allocator/qor_allocator.h"
 
+#include "tests/test_threads.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <thread>
 #include <vector>
 
 TEST( CQorNewDeleteAllocator, HandsOutWritableBlocksAndAcceptsNull )
@@ -21,18 +22,7 @@ TEST( CQorNewDeleteAllocator, HandsOutWritableBlocksAndAcceptsNull )
 TEST( GetGlobalAllocator, IsOneObjectForEveryThread )
 {
     std::vector<CQorAllocator*> Seen( 8, nullptr );
-    std::vector<std::thread> Threads;
-    for ( size_t I = 0; I < Seen.size(); ++I )
-    {
-        Threads.emplace_back( [ &Seen, I ] { Seen[ I ] = GetGlobalAllocator(); } );
-    }
-    for ( std::thread& Thread : Threads )
-    {
-        Thread.join();
-    }
-    for ( CQorAllocator* pAllocator : Seen )
-    {
-        EXPECT_EQ( pAllocator, GetGlobalAllocator() );
-    }
+    RunOnThreads( 8, [ & ]( int nIndex ) { Seen[ nIndex ] = GetGlobalAllocator(); } );
+    EXPECT_EQ( Seen, std::vector<CQorAllocator*>( 8, GetGlobalAllocator() ) );
     EXPECT_NE( dynamic_cast<CQorNewDeleteAllocator*>( GetGlobalAllocator() ), nullptr );
 }

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -22,18 +21,12 @@ std::vector<SFreeRange> FreeRanges( const CQorFixedAllocator& Allocator )
 {
     CQorArray<SFreeRange> Ranges;
     Allocator.GetFreeRanges( Ranges );
-    return std::vector<SFreeRange>( Ranges.begin(), Ranges.end() );
+    return ToVector( Ranges );
 }
 
 uint64 OffsetOf( const CQorFixedAllocator& Allocator, const void* pAddress )
 {
     return static_cast<uint64>( static_cast<const uint8*>( pAddress ) - Allocator.GetBuffer() );
-}
-
-bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
-{
-    const uint8* pBytes = static_cast<const uint8*>( pData );
-    return std::all_of( pBytes, pBytes + nSize, [ nValue ]( uint8 nByte ) { return nByte == nValue; } );
 }
 
 // The free list predicted step by step: first fit in address order, the 16-byte header and the alignment in
@@ -114,6 +107,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
     std::vector<SLiveBlock> Live;
     for ( int nStep = 0; nStep < 500; ++nStep )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", step " << nStep );
         const int32 nAction = Random.Next( 0, 9 );
         const uint64 nBytes = static_cast<uint64>( Random.Next( 1, 300 ) );
         SFreeRange Range{};
@@ -122,8 +116,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
             const uint64 nAlign = uint64( 1 ) << Random.Next( 0, 6 );
             const int64 nExpected = Model.Allocate( nBytes, nAlign, Range );
             uint8* pData = static_cast<uint8*>( Allocator.Allocate( nBytes, static_cast<uint32>( nAlign ) ) );
-            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pData ? int64( OffsetOf( Allocator, pData ) ) : -1, nExpected );
             if ( pData )
             {
                 ASSERT_TRUE( AllBytesAre( pData, nBytes, 0xCD ) );
@@ -134,7 +127,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
         }
         const size_t nVictim = static_cast<size_t>( Random.Next( 0, static_cast<int32>( Live.size() ) - 1 ) );
         SLiveBlock& Block = Live[ nVictim ];
-        ASSERT_TRUE( AllBytesAre( Block.pData, Block.nBytes, Block.nMark ) ) << "seed " << nSeed << ", step " << nStep;
+        ASSERT_TRUE( AllBytesAre( Block.pData, Block.nBytes, Block.nMark ) );
         if ( nAction < 8 )
         {
             Allocator.Deallocate( Block.pData );
@@ -150,8 +143,7 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
         {
             const int64 nExpected = Model.Allocate( nBytes, 1, Range );
             uint8* pGrown = static_cast<uint8*>( Allocator.Reallocate( Block.pData, nBytes ) );
-            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( pGrown ? int64( OffsetOf( Allocator, pGrown ) ) : -1, nExpected );
             if ( pGrown )
             {
                 ASSERT_TRUE( AllBytesAre( pGrown, Block.nBytes, Block.nMark ) ) << "contents lost at step " << nStep;
@@ -159,8 +151,8 @@ TEST( CQorFixedAllocator, FollowsTheFreeListModelOnRandomSequences )
                 Block = { pGrown, Block.nBytes, Range, Block.nMark };
             }
         }
-        ASSERT_EQ( FreeRanges( Allocator ), Model.Free() ) << "seed " << nSeed << ", step " << nStep;
-        ASSERT_TRUE( Allocator.Validate() ) << "seed " << nSeed << ", step " << nStep;
+        ASSERT_EQ( FreeRanges( Allocator ), Model.Free() );
+        ASSERT_TRUE( Allocator.Validate() );
     }
     for ( const SLiveBlock& Block : Live )
     {
@@ -219,13 +211,12 @@ TEST( CQorFixedAllocator, ReportsMisuse )
     Backing.Deallocate( pLeaked - 16 );
 }
 
-// Threads start together behind a barrier and share one allocator: each block keeps its owner's mark until it
+// Threads start together behind RunOnThreads' barrier and share one allocator: each block keeps its owner's mark until it
 // is released, and everything merges back into one range.
 TEST( CQorFixedAllocator, ServesSeveralThreadsWithoutOverlap )
 {
     constexpr int nThreads = 4;
     CQorFixedAllocator Allocator( 64 * 1024 );
-    std::barrier Start( nThreads );
     std::atomic<int> nFailures = 0;
     RunOnThreads( nThreads,
                   [ & ]( int nIndex )
@@ -233,7 +224,6 @@ TEST( CQorFixedAllocator, ServesSeveralThreadsWithoutOverlap )
                       CQorRandom Random( static_cast<uint32>( 100 + nIndex ) );
                       const uint8 nMark = static_cast<uint8>( 0x10 + nIndex );
                       std::vector<std::pair<uint8*, uint64>> Blocks;
-                      Start.arrive_and_wait();
                       for ( int nStep = 0; nStep < 3000; ++nStep )
                       {
                           if ( Blocks.size() < 16 && ( Blocks.empty() || Random.Next( 0, 1 ) == 0 ) )

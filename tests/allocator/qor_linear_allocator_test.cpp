@@ -13,12 +13,6 @@
 
 namespace
 {
-bool AllBytesAre( const void* pData, uint64 nSize, uint8 nValue )
-{
-    const uint8* pBytes = static_cast<const uint8*>( pData );
-    return std::all_of( pBytes, pBytes + nSize, [ nValue ]( uint8 nByte ) { return nByte == nValue; } );
-}
-
 std::vector<uint64> BlockSizes( const CCountingAllocator& Backing )
 {
     std::vector<uint64> Sizes;

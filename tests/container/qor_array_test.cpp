@@ -12,15 +12,6 @@
 #include <utility>
 #include <vector>
 
-namespace
-{
-template <typename T>
-std::vector<T> ToVector( const CQorArray<T>& Array )
-{
-    return std::vector<T>( Array.begin(), Array.end() );
-}
-} // namespace
-
 template <typename T>
 class CQorArrayTyped : public testing::Test
 {

@@ -71,9 +71,7 @@ TYPED_TEST( CQorCircularBufferTyped, KeepsTheLastItemsLikeABoundedDeque )
                 {
                     Buffer = CQorCircularBuffer<T>( Buffer );
                 }
-                ASSERT_EQ( std::vector<T>( Buffer.begin(), Buffer.end() ),
-                           std::vector<T>( Model.begin(), Model.end() ) )
-                    << "step " << nStep;
+                ASSERT_EQ( ToVector( Buffer ), ToVector( Model ) ) << "step " << nStep;
                 ASSERT_EQ( Buffer.IsFull(), int32( Model.size() ) == nCapacity );
             }
         }

@@ -105,6 +105,7 @@ TYPED_TEST( CQorDoubleEndedArrayTyped, AgreesWithStdDequeOnRandomOperations )
         std::deque<T> Model;
         for ( int nStep = 0; nStep < 400; ++nStep )
         {
+            SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", step " << nStep );
             const int32 nCapacityBefore = Array.GetCapacity();
             const T Value = ValueOf<T>( Draw( 0, 1000 ) );
             const int nOperation = Draw( 0, 9 );
@@ -143,10 +144,9 @@ TYPED_TEST( CQorDoubleEndedArrayTyped, AgreesWithStdDequeOnRandomOperations )
                 Model.clear();
                 EXPECT_EQ( Array.GetCurrentLayout()._SpareHeadCapacity, nHead ) << "Clear keeps the spare head";
             }
-            ASSERT_TRUE( Array.Validate() ) << "seed " << nSeed << ", step " << nStep;
-            ASSERT_GE( Array.GetCapacity(), nCapacityBefore ) << "seed " << nSeed << ", step " << nStep;
-            ASSERT_TRUE( std::equal( Array.begin(), Array.end(), Model.begin(), Model.end() ) )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_TRUE( Array.Validate() );
+            ASSERT_GE( Array.GetCapacity(), nCapacityBefore );
+            ASSERT_TRUE( std::equal( Array.begin(), Array.end(), Model.begin(), Model.end() ) );
         }
         typename TypeParam::Container Moved( std::move( Array ) );
         EXPECT_TRUE( Array.Validate() && Array.GetCapacity() == 0 );

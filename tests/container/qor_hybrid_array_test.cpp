@@ -33,12 +33,6 @@ void Fill( ArrayT& Array, int nFirst, int nCount )
     }
 }
 
-template <typename T>
-std::vector<T> ToVector( const CQorArray<T>& Array )
-{
-    return std::vector<T>( Array.begin(), Array.end() );
-}
-
 // Inline storage is part of the array object.
 template <typename ArrayT>
 bool IsInline( const ArrayT& Array )

@@ -56,29 +56,29 @@ void ExpectAgreementWithStdUnorderedSet( TableT& Table, uint32 nSeed, MakeItemT 
     std::unordered_set<uint32> Model;
     for ( int nStep = 0; nStep < 400; ++nStep )
     {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", step " << nStep );
         const uint32 nDraw = std::uniform_int_distribution<uint32>( 0, 300 )( Random );
         auto [ nHash, Item ] = MakeItem( nDraw );
         const uint32 nKey = uint32( KeyOf( Item ) );
         const int nOperation = std::uniform_int_distribution<int>( 0, 99 )( Random );
         if ( nOperation < 55 )
         {
-            ASSERT_EQ( Table.Insert( nHash, std::move( Item ) ).second, Model.insert( nKey ).second )
-                << "seed " << nSeed << ", step " << nStep;
+            ASSERT_EQ( Table.Insert( nHash, std::move( Item ) ).second, Model.insert( nKey ).second );
         }
         else if ( nOperation < 75 )
         {
-            ASSERT_EQ( Table.Remove( nHash, Item ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", " << nStep;
+            ASSERT_EQ( Table.Remove( nHash, Item ), Model.erase( nKey ) == 1 );
         }
         else if ( nOperation < 99 )
         {
-            ASSERT_EQ( Table.Find( nHash, Item ) != Table.end(), Model.count( nKey ) == 1 ) << "seed " << nSeed;
+            ASSERT_EQ( Table.Find( nHash, Item ) != Table.end(), Model.count( nKey ) == 1 );
         }
         else
         {
             Table.Clear();
             Model.clear();
         }
-        ASSERT_TRUE( Table.Validate() && Table.GetSize() == int32( Model.size() ) ) << "seed " << nSeed << ", " << nStep;
+        ASSERT_TRUE( Table.Validate() && Table.GetSize() == int32( Model.size() ) );
     }
     std::unordered_set<uint32> Items;
     for ( const auto& Item : Table )
@@ -120,8 +120,7 @@ TEST( CQorRobinHoodTable, GrowsFromEightBucketsByLoadAgainstTheMask )
         Table.Insert( 20, 20u );
         EXPECT_EQ( Table.GetBucketCount(), 16 ) << "7 / 7 is above it";
         EXPECT_EQ( Table.GetMaxDistance(), 6 );
-        EXPECT_EQ( std::vector<uint32>( Table.begin(), Table.end() ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) )
-            << "bucket order";
+        EXPECT_EQ( ToVector( Table ), ( std::vector<uint32>{ 3, 20, 10, 11, 12, 13, 14 } ) ) << "bucket order";
     }
     EXPECT_EQ( Allocator.LiveBlocks(), 0 );
 }
