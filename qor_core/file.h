@@ -89,7 +89,59 @@ protected:
     CString _FileName;
 };
 
-// Writes the text's characters, without a terminating zero.
+struct SVFSFile;
+
+// CArchiveFile: a file of the virtual file system (virtualfilesystem.h), read and written through a 1 MiB
+// buffer. Failures the caller can't go on from throw CQorFileException: a failed open ("Could not open file: "
+// and the name) and a short write ("Failed writing file"). At the end, or on a read error, GetChar gives -1
+// (255) and the file is no longer good.
+class CArchiveFile : public CFile
+{
+public:
+    static constexpr uint64 c_BufferSize = 0x100000;
+
+    // Opens FileName through VFSOpen. REQUIRES: '/' only in the name.
+    CArchiveFile( const CString& FileName, uint32 Type, uint32 Mode );
+    // Takes over a ready handle for reading, as text (type 1). REQUIRES: pHandle.
+    explicit CArchiveFile( SVFSFile* pHandle );
+    ~CArchiveFile() override;
+    CArchiveFile( const CArchiveFile& ) = delete;
+    CArchiveFile& operator=( const CArchiveFile& ) = delete;
+
+    char GetChar() override;
+    // Closes and opens the same name again. REQUIRES: an open handle ("No file to reopen").
+    bool Reopen( uint32 Type, uint32 Mode ) override;
+    bool Read( void* pData, int32 Size ) override;
+    bool ReadBlob( CBlob& Blob ) override;
+    bool ReadInt32( int32* pValue ) override;
+    // The writes REQUIRE a write mode, and in text mode blocks below 128 KiB.
+    void WriteBlob( const CBlob& Blob ) override;
+    void WriteInt32( int32 Value ) override;
+    void WriteUInt8( uint8 Value ) override;
+    void Write( const void* pData, int32 Size ) override;
+    bool IsGood() const override;
+    bool Seek( uint64 Position ) override;
+    bool SeekEnd() override;
+    bool Rewind() override;
+    bool IsEof() const override;
+    int64 GetPosition() const override;
+    int64 GetSize() const override;
+    uint64 GetModifiedTime() const override;
+    uint32 GetChecksum( int32 MaxSize ) override;
+    bool Exists() const override;
+
+    SVFSFile* GetHandle() const { return _pHandle; }
+
+private:
+    void WriteChecked( const void* pData, uint64 Size, const char* pFailure );
+    friend void WriteString( CFile& File, CQorStringView Text );
+
+    SVFSFile* _pHandle = nullptr;
+    bool _bEof = false;
+};
+
+// Writes the text's characters, without a terminating zero. To a CArchiveFile, a short write throws
+// CQorFileException "Failed writing full string".
 void WriteString( CFile& File, CQorStringView Text );
 
 namespace NFile
