@@ -63,6 +63,83 @@ char* WriteDigitsByShift( char* pEnd, UnsignedT Magnitude )
     } while ( Magnitude != 0 );
     return pEnd;
 }
+
+// "00" to "99": base 10 writes two digits per division by 100.
+inline constexpr std::array<char, 200> DecimalDigitPairs = []
+{
+    std::array<char, 200> Table {};
+    for ( int32 Value = 0; Value < 100; ++Value )
+    {
+        Table[ 2 * Value ] = static_cast<char>( '0' + Value / 10 );
+        Table[ 2 * Value + 1 ] = static_cast<char>( '0' + Value % 10 );
+    }
+    return Table;
+}();
+
+// The number of decimal digits of Value, 1 for 0: four comparisons per division by 10000. (A count from the bit
+// length needs bsr, whose false dependency on its output register chains one conversion to the next.)
+template <typename UnsignedT>
+[[gnu::always_inline]] inline int32 CountDecimalDigits( UnsignedT Value )
+{
+    int32 Count = 1;
+    for ( ;; )
+    {
+        if ( Value < 10 )
+        {
+            return Count;
+        }
+        if ( Value < 100 )
+        {
+            return Count + 1;
+        }
+        if ( Value < 1000 )
+        {
+            return Count + 2;
+        }
+        if ( Value < 10000 )
+        {
+            return Count + 3;
+        }
+        Value = static_cast<UnsignedT>( Value / 10000 );
+        Count += 4;
+    }
+}
+
+[[gnu::always_inline]] inline void WriteDigitPair( char* pAt, uint32 Pair )
+{
+    std::memcpy( pAt, &DecimalDigitPairs[ 2 * Pair ], 2 );
+}
+
+// The decimal digits of Magnitude, written backward so that the last one lands in front of pEnd: two digits per
+// division and remainder by the constant 100, with 32-bit arithmetic where the value fits.
+template <typename UnsignedT>
+[[gnu::always_inline]] inline void WriteDecimalDigits( char* pEnd, UnsignedT Magnitude )
+{
+    // 32-bit divisions are the cheaper ones: a value that fits takes them from the start.
+    if constexpr ( sizeof( UnsignedT ) > sizeof( uint32 ) )
+    {
+        if ( Magnitude <= 0xFFFFFFFFu )
+        {
+            WriteDecimalDigits( pEnd, static_cast<uint32>( Magnitude ) );
+            return;
+        }
+    }
+    while ( Magnitude >= 100 )
+    {
+        const uint32 Pair = static_cast<uint32>( Magnitude % 100 );
+        Magnitude = static_cast<UnsignedT>( Magnitude / 100 );
+        pEnd -= 2;
+        WriteDigitPair( pEnd, Pair );
+    }
+    if ( Magnitude >= 10 )
+    {
+        WriteDigitPair( pEnd - 2, static_cast<uint32>( Magnitude ) );
+    }
+    else
+    {
+        pEnd[ -1 ] = static_cast<char>( '0' + Magnitude );
+    }
+}
 } // namespace NDetail
 
 namespace NDetail
@@ -83,31 +160,53 @@ template <typename IntegerT>
             ++pNext;
         }
     }
-    // The largest magnitude allowed, split once so that the loop tests before it multiplies.
     constexpr UnsignedT Max = static_cast<UnsignedT>( std::numeric_limits<IntegerT>::max() );
     const UnsignedT Limit = bNegative ? static_cast<UnsignedT>( Max + 1 ) : Max;
     const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
-    const UnsignedT LimitQuotient = static_cast<UnsignedT>( Limit / UnsignedBase );
-    const UnsignedT LimitRemainder = static_cast<UnsignedT>( Limit % UnsignedBase );
-
     const char* const pDigits = pNext;
     UnsignedT Magnitude = 0;
     bool bOverflow = false;
-    for ( ; pNext != Last; ++pNext )
+    if constexpr ( sizeof( UnsignedT ) < sizeof( uint64 ) )
     {
-        const UnsignedT Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
-        if ( Digit >= UnsignedBase )
+        // Narrow types accumulate in 64 bits and compare once per digit: a magnitude past the limit stops
+        // growing before it can leave 64 bits, so the result is that of the test before each multiplication.
+        uint64 Wide = 0;
+        for ( ; pNext != Last; ++pNext )
         {
-            break;
+            const uint32 Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
+            if ( Digit >= Base )
+            {
+                break;
+            }
+            if ( Wide <= Limit )
+            {
+                Wide = Wide * Base + Digit;
+            }
         }
-        if ( Magnitude < LimitQuotient || ( Magnitude == LimitQuotient && Digit <= LimitRemainder ) )
+        bOverflow = Wide > Limit;
+        Magnitude = static_cast<UnsignedT>( Wide );
+    }
+    else
+    {
+        // The largest magnitude allowed, split once so that the loop tests before it multiplies.
+        const UnsignedT LimitQuotient = static_cast<UnsignedT>( Limit / UnsignedBase );
+        const UnsignedT LimitRemainder = static_cast<UnsignedT>( Limit % UnsignedBase );
+        for ( ; pNext != Last; ++pNext )
         {
-            Magnitude = static_cast<UnsignedT>( Magnitude * UnsignedBase + Digit );
-        }
-        else
-        {
-            // Keep reading, so that the result stands behind all the digits.
-            bOverflow = true;
+            const UnsignedT Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
+            if ( Digit >= UnsignedBase )
+            {
+                break;
+            }
+            if ( Magnitude < LimitQuotient || ( Magnitude == LimitQuotient && Digit <= LimitRemainder ) )
+            {
+                Magnitude = static_cast<UnsignedT>( Magnitude * UnsignedBase + Digit );
+            }
+            else
+            {
+                // Keep reading, so that the result stands behind all the digits.
+                bOverflow = true;
+            }
         }
     }
 
@@ -126,6 +225,16 @@ template <typename IntegerT>
 
 namespace NDetail
 {
+// The other bases, out of line: the base-10 path is the one inlined at the call.
+template <typename IntegerT>
+std::from_chars_result ReadIntegerInBase( const char* First, const char* Last, IntegerT& Value, uint32 Base )
+{
+    return ReadInteger( First, Last, Value, Base );
+}
+} // namespace NDetail
+
+namespace NDetail
+{
 // Past the reports of a backward range or a base outside 2 to 36, a conversion fails at once with
 // invalid_argument at First, having read and written nothing.
 inline bool IsMisused( const char* First, const char* Last, int32 Base )
@@ -136,11 +245,61 @@ inline bool IsMisused( const char* First, const char* Last, int32 Base )
 }
 } // namespace NDetail
 
+namespace NDetail
+{
+// to_chars in the bases other than 10, kept apart so that the base-10 path stays small enough to inline.
+// Digits are produced backward into a local buffer and copied when they fit.
+template <typename UnsignedT>
+std::to_chars_result WriteInOtherBase( char* First, char* Last, UnsignedT Magnitude, int32 Base )
+{
+    char Digits[ std::numeric_limits<UnsignedT>::digits ];
+    char* const pEnd = Digits + sizeof( Digits );
+    char* pDigit = pEnd;
+    switch ( Base )
+    {
+    case 2:
+        pDigit = WriteDigitsByShift<1, false>( pEnd, Magnitude );
+        break;
+    case 4:
+        pDigit = WriteDigitsByShift<2, false>( pEnd, Magnitude );
+        break;
+    case 8:
+        pDigit = WriteDigitsByShift<3, false>( pEnd, Magnitude );
+        break;
+    case 16:
+        pDigit = WriteDigitsByShift<4, true>( pEnd, Magnitude );
+        break;
+    case 32:
+        pDigit = WriteDigitsByShift<5, true>( pEnd, Magnitude );
+        break;
+    default:
+    {
+        const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
+        do
+        {
+            *--pDigit = DigitAlphabet[ Magnitude % UnsignedBase ];
+            Magnitude = static_cast<UnsignedT>( Magnitude / UnsignedBase );
+        } while ( Magnitude != 0 );
+        break;
+    }
+    }
+
+    const int64 Count = pEnd - pDigit;
+    if ( Last - First < Count )
+    {
+        return { Last, std::errc::value_too_large };
+    }
+    std::memcpy( First, pDigit, static_cast<size_t>( Count ) );
+    return { First + Count, std::errc {} };
+}
+} // namespace NDetail
+
 // Reads an integer from [First, Last): an optional '-' for signed types, then the longest run of digits of
 // Base. The returned pointer stands behind the digits, also after an overflow; with no digit it is First.
 // REQUIRES: First <= Last, 2 <= Base <= 36 (reported, then invalid_argument).
 template <NDetail::CharConvInteger IntegerT>
-std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value, int32 Base = 10 )
+[[gnu::always_inline]] inline std::from_chars_result from_chars( const char* First, const char* Last, IntegerT& Value,
+                                                                 int32 Base = 10 )
 {
     if ( NDetail::IsMisused( First, Last, Base ) ) [[unlikely]]
     {
@@ -151,14 +310,14 @@ std::from_chars_result from_chars( const char* First, const char* Last, IntegerT
     {
         return NDetail::ReadInteger( First, Last, Value, 10 );
     }
-    return NDetail::ReadInteger( First, Last, Value, static_cast<uint32>( Base ) );
+    return NDetail::ReadIntegerInBase( First, Last, Value, static_cast<uint32>( Base ) );
 }
 
 // Writes Value into [First, Last) in Base, lower case, with no terminator. A buffer too small gives Last and
 // value_too_large, and nothing but a '-' that was already written. REQUIRES: First <= Last, 2 <= Base <= 36
 // (reported, then invalid_argument with nothing written).
 template <NDetail::CharConvInteger IntegerT>
-std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Base = 10 )
+[[gnu::always_inline]] inline std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Base = 10 )
 {
     using UnsignedT = std::make_unsigned_t<IntegerT>;
     if ( NDetail::IsMisused( First, Last, Base ) ) [[unlikely]]
@@ -181,53 +340,19 @@ std::to_chars_result to_chars( char* First, char* Last, IntegerT Value, int32 Ba
         }
     }
 
-    char Digits[ std::numeric_limits<UnsignedT>::digits ];
-    char* const pEnd = Digits + sizeof( Digits );
-    char* pDigit = pEnd;
-    switch ( Base )
+    if ( Base == 10 )
     {
-    case 2:
-        pDigit = NDetail::WriteDigitsByShift<1, false>( pEnd, Magnitude );
-        break;
-    case 4:
-        pDigit = NDetail::WriteDigitsByShift<2, false>( pEnd, Magnitude );
-        break;
-    case 8:
-        pDigit = NDetail::WriteDigitsByShift<3, false>( pEnd, Magnitude );
-        break;
-    case 16:
-        pDigit = NDetail::WriteDigitsByShift<4, true>( pEnd, Magnitude );
-        break;
-    case 32:
-        pDigit = NDetail::WriteDigitsByShift<5, true>( pEnd, Magnitude );
-        break;
-    case 10:
-        // A constant divisor: the compiler turns it into a multiplication.
-        do
+        // The count is known before a digit is made, so the digits go straight to their place.
+        const int32 Count = NDetail::CountDecimalDigits( Magnitude );
+        if ( Last - First < Count )
         {
-            *--pDigit = static_cast<char>( '0' + Magnitude % 10 );
-            Magnitude = static_cast<UnsignedT>( Magnitude / 10 );
-        } while ( Magnitude != 0 );
-        break;
-    default:
-    {
-        const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
-        do
-        {
-            *--pDigit = NDetail::DigitAlphabet[ Magnitude % UnsignedBase ];
-            Magnitude = static_cast<UnsignedT>( Magnitude / UnsignedBase );
-        } while ( Magnitude != 0 );
-        break;
-    }
+            return { Last, std::errc::value_too_large };
+        }
+        NDetail::WriteDecimalDigits( First + Count, Magnitude );
+        return { First + Count, std::errc {} };
     }
 
-    const int64 Count = pEnd - pDigit;
-    if ( Last - First < Count )
-    {
-        return { Last, std::errc::value_too_large };
-    }
-    std::memcpy( First, pDigit, static_cast<size_t>( Count ) );
-    return { First + Count, std::errc {} };
+    return NDetail::WriteInOtherBase( First, Last, Magnitude, Base );
 }
 
 // Reads "[-]digits[.decimals]" in base 10 as the raw value. Up to five decimals; a sixth is out of range, not

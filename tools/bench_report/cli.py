@@ -7,7 +7,7 @@ import sys
 import tempfile
 
 from .compare import compare_runs, format_comparison
-from .pairs import find_pairs, unpaired
+from .pairs import pairs_of, unpaired
 from .run import MEASURES, ReportError, load_run
 from .text import console_summary, markdown_report
 
@@ -83,7 +83,7 @@ def write_report(run, pairs, directory, measure):
 def _report_one(options, out):
     path = options.runs[0]
     run = load_run(path)
-    pairs = find_pairs(run)
+    pairs = pairs_of(run)
     if not pairs:
         raise ReportError(path, f"no known pairs among its {len(run.measurements)} benchmarks")
     if options.summary:

@@ -14,6 +14,9 @@ VECTOR_AGAINST_SCALAR = "Vector against scalar matrices"
 FAST_AGAINST_FALLBACK = "Fast against fallback type look-ups"
 POOL_AGAINST_NEW_DELETE = "Pools against wrapped new/delete"
 STREAM_AGAINST_PRINTF = "LogStream against LogPrintf"
+LIBRARY_AGAINST_PEERS = "Library against peers"
+
+PEER_PROGRAM = "qor_core_peer_benchmarks"
 
 
 @dataclass(frozen=True)
@@ -133,3 +136,59 @@ def unpaired(run, pairs):
     paired = {id(point.library) for pair in pairs for point in pair.points}
     paired |= {id(point.counterpart) for pair in pairs for point in pair.points}
     return [measurement for measurement in run.measurements.values() if id(measurement) not in paired]
+
+
+# The peer program's names: <Family>_<Form>[<Types>], the form the last word of the name before the types.
+_PEER_NAME = re.compile(r"(?P<family>.+)_(?P<form>[A-Za-z]\w*)(?P<types><.*>)?")
+
+
+def split_peer_family(family):
+    """("Family", "Form", "<Types>") of a peer program family name, or None where the pattern does not hold."""
+    match = _PEER_NAME.fullmatch(family)
+    if not match or "_" in match["form"]:
+        return None
+    return match["family"], match["form"], match["types"] or ""
+
+
+def is_library_form(form):
+    """The library's forms are Qor and Qor<Variant>; every other form is a counterpart."""
+    return form == "Qor" or (form.startswith("Qor") and form[3:4].isupper())
+
+
+def is_peer_run(run):
+    """A run of the peer program, as its context names the executable."""
+    executable = str(run.context.get("executable", ""))
+    return executable.replace("\\", "/").rsplit("/", 1)[-1] == PEER_PROGRAM
+
+
+def find_peer_pairs(run):
+    """The peer program's pairing: each library form against every counterpart of the same family and types,
+    over their common arguments. Pairs come in the order of the library's family in the run, then of the
+    counterpart's."""
+    families = {}
+    for measurement in run.measurements.values():
+        families.setdefault(measurement.family, {})[measurement.args] = measurement
+    groups = {}
+    for family in families:
+        parts = split_peer_family(family)
+        if parts:
+            name, form, types = parts
+            groups.setdefault((name, types), []).append((form, family))
+    pairs = []
+    for family, by_args in families.items():
+        parts = split_peer_family(family)
+        if not parts or not is_library_form(parts[1]):
+            continue
+        for form, counterpart in groups[(parts[0], parts[2])]:
+            if is_library_form(form):
+                continue
+            others = families[counterpart]
+            points = [Point(args, measurement, others[args]) for args, measurement in by_args.items() if args in others]
+            if points:
+                pairs.append(Pair(LIBRARY_AGAINST_PEERS, family, counterpart, points))
+    return pairs
+
+
+def pairs_of(run):
+    """The pairs of a run of either program."""
+    return find_peer_pairs(run) if is_peer_run(run) else find_pairs(run)

@@ -1,0 +1,186 @@
+// The hash set against the ones its users would pick instead: the Robin Hood set under the library's two
+// hashes (MurmurHash3 of the key's bytes, and a multiplication by the golden ratio for integers) against
+// absl::flat_hash_set with Abseil's own hash and std::unordered_set with the standard one. Four operations, each
+// over all the keys of one pass, reported per key: insert into a fresh set, look up every key that is there,
+// look up as many keys that are not, erase every key. Keys are uint32, uint64 and strings of 9 to 11 bytes,
+// short enough to sit inside a std::string; present keys are even, absent ones odd, so a miss never hits.
+
+#include "qor_core/container/qor_container_utils.h"
+#include "qor_core/container/qor_unordered_set.h"
+
+#include <absl/container/flat_hash_set.h>
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace
+{
+struct SFastMultHasher
+{
+    uint32 operator()( uint32 nKey ) const { return nKey * 0x9E3779B9u; }
+    uint32 operator()( uint64 nKey ) const { return static_cast<uint32>( ( nKey * 0x9E3779B97F4A7C15ull ) >> 32 ); }
+};
+
+// The key of position nIndex: bMiss picks the odd twin of the even key that is present.
+template <typename KeyT> KeyT MakeKey( int64 nIndex, bool bMiss )
+{
+    const uint32 nLow = ( NoiseHash( static_cast<uint32>( nIndex ), 23 ) & ~1u ) | ( bMiss ? 1u : 0u );
+    if constexpr ( std::is_same_v<KeyT, uint32> )
+    {
+        return nLow;
+    }
+    else if constexpr ( std::is_same_v<KeyT, uint64> )
+    {
+        return ( uint64( NoiseHash( static_cast<uint32>( nIndex ), 24 ) ) << 32 ) | nLow;
+    }
+    else
+    {
+        return "k" + std::to_string( nLow );
+    }
+}
+
+template <typename KeyT> std::vector<KeyT> MakeKeys( int64 nCount, bool bMiss )
+{
+    std::vector<KeyT> Keys;
+    Keys.reserve( static_cast<size_t>( nCount ) );
+    for ( int64 nIndex = 0; nIndex < nCount; ++nIndex )
+    {
+        Keys.push_back( MakeKey<KeyT>( nIndex, bMiss ) );
+    }
+    return Keys;
+}
+
+// One interface over the three sets: the library's names on the left, the others' on the right.
+template <typename KeyT, typename HasherT> struct SQorSet
+{
+    NQorUnorderedSet::CQorUnorderedSet<KeyT, HasherT> _Set;
+    void Insert( const KeyT& Key ) { _Set.Insert( Key ); }
+    bool Contains( const KeyT& Key ) const { return _Set.Contains( Key ); }
+    void Erase( const KeyT& Key ) { _Set.Remove( Key ); }
+};
+
+template <typename KeyT, typename SetT> struct SPeerSet
+{
+    SetT _Set;
+    void Insert( const KeyT& Key ) { _Set.insert( Key ); }
+    bool Contains( const KeyT& Key ) const { return _Set.find( Key ) != _Set.end(); }
+    void Erase( const KeyT& Key ) { _Set.erase( Key ); }
+};
+
+template <typename KeyT> using SAbseilSet = SPeerSet<KeyT, absl::flat_hash_set<KeyT>>;
+template <typename KeyT> using SStdSet = SPeerSet<KeyT, std::unordered_set<KeyT>>;
+
+template <typename SetT, typename KeyT> void Fill( SetT& Set, const std::vector<KeyT>& Keys )
+{
+    for ( const KeyT& Key : Keys )
+    {
+        Set.Insert( Key );
+    }
+}
+
+template <typename SetT, typename KeyT> void RunInsert( benchmark::State& state )
+{
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
+    for ( auto _ : state )
+    {
+        SetT Set;
+        Fill( Set, Keys );
+        benchmark::DoNotOptimize( Set );
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+template <typename SetT, typename KeyT, bool bMissT> void RunLookup( benchmark::State& state )
+{
+    SetT Set;
+    Fill( Set, MakeKeys<KeyT>( state.range( 0 ), false ) );
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), bMissT );
+    for ( auto _ : state )
+    {
+        int64 nFound = 0;
+        for ( const KeyT& Key : Keys )
+        {
+            nFound += Set.Contains( Key ) ? 1 : 0;
+        }
+        benchmark::DoNotOptimize( nFound );
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+// The set is filled again outside the timing after every pass.
+template <typename SetT, typename KeyT> void RunErase( benchmark::State& state )
+{
+    const std::vector<KeyT> Keys = MakeKeys<KeyT>( state.range( 0 ), false );
+    SetT Set;
+    Fill( Set, Keys );
+    for ( auto _ : state )
+    {
+        for ( const KeyT& Key : Keys )
+        {
+            Set.Erase( Key );
+        }
+        benchmark::ClobberMemory();
+        state.PauseTiming();
+        Fill( Set, Keys );
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
+}
+
+using FBody = void ( * )( benchmark::State& );
+
+// A form's bodies, in the order of Operations.
+struct SForm
+{
+    const char* pName;
+    FBody Bodies[4];
+};
+constexpr const char* Operations[] = { "Insert", "LookupHit", "LookupMiss", "Erase" };
+
+template <typename KeyT, typename SetT> SForm MakeForm( const char* pName )
+{
+    return {
+        pName,
+        { RunInsert<SetT, KeyT>, RunLookup<SetT, KeyT, false>, RunLookup<SetT, KeyT, true>, RunErase<SetT, KeyT> } };
+}
+
+// The library's forms name their hash; the counterparts use their library's own. Strings have no
+// multiplicative hash.
+template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<SForm> FormsOf()
+{
+    std::vector<SForm> Forms{
+        MakeForm<KeyT, SQorSet<KeyT, NQorUnorderedSet::SDefaultHasher<KeyT>>>( "QorStandardHasher" ) };
+    if constexpr ( bIntegerT )
+    {
+        Forms.push_back( MakeForm<KeyT, SQorSet<KeyT, SFastMultHasher>>( "QorFastMultHasher" ) );
+    }
+    Forms.push_back( MakeForm<KeyT, SAbseilSet<KeyT>>( "Abseil" ) );
+    Forms.push_back( MakeForm<KeyT, SStdSet<KeyT>>( "Std" ) );
+    return Forms;
+}
+
+// Registered by operation, then key type, then form: HashSet_<Operation>_<Form><<Key>>/<count>.
+const bool s_bRegistered = []
+{
+    const std::pair<const char*, std::vector<SForm>> Types[] = {
+        { "uint32", FormsOf<uint32>() }, { "uint64", FormsOf<uint64>() }, { "string", FormsOf<std::string>() } };
+    for ( int32 nOperation = 0; nOperation < 4; ++nOperation )
+    {
+        for ( const auto& [pType, Forms] : Types )
+        {
+            for ( const SForm& Form : Forms )
+            {
+                const std::string Name =
+                    std::string( "HashSet_" ) + Operations[nOperation] + "_" + Form.pName + "<" + pType + ">";
+                benchmark::RegisterBenchmark( Name.c_str(), Form.Bodies[nOperation] )
+                    ->Arg( 1000 )
+                    ->Arg( 100000 )
+                    ->Arg( 1000000 );
+            }
+        }
+    }
+    return true;
+}();
+} // namespace
