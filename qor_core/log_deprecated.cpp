@@ -3,6 +3,7 @@
 #include "qor_core/filelogger.h"
 #include "qor_core/qor_charconv.h"
 #include "qor_core/qor_assert.h"
+#include "qor_core/qor_stacktrace.h"
 #include "qor_core/thread/qor_mutex.h"
 
 #include <algorithm>
@@ -275,10 +276,13 @@ void LogPrintf( const SLogLocation& Location, const char* pFormat, ... )
     va_end( Args );
 }
 
-// Skip and Depth bound the frames of the stack text, which stays empty until the library walks stacks.
-void LogStackTrace( uint32 Category, CQorStringView Text, [[maybe_unused]] int Skip, [[maybe_unused]] int Depth )
+void LogStackTrace( uint32 Category, CQorStringView Text, int Skip, int Depth )
 {
-    CLogStream( GetLogger(), __FILE__, __LINE__, Category ) << Text << '\n';
+    // A recursion that doesn't end has told all there is to tell after this many frames.
+    constexpr int32 c_nMaxRepeatedFrames = 16;
+    CString Stack;
+    WalkCallStack( &Stack, Skip, Depth, c_nMaxRepeatedFrames );
+    CLogStream( GetLogger(), __FILE__, __LINE__, Category ) << Text << '\n' << CQorStringView( Stack );
 }
 
 uint32 GetLoggerErrorCount()

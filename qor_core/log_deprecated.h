@@ -138,7 +138,8 @@ void SetLogger( CQorScopedPtr<CLogger> pLogger );
 // into a buffer of its own instead of waiting on itself.
 void LogPrintf( const SLogLocation& Location, const char* pFormat, ... ) __attribute__( ( format( printf, 2, 3 ) ) );
 
-// Logs Text, a newline and the text of the present call stack, Skip frames left out and at most Depth shown.
+// Logs Text, a newline and the text of the present call stack (WalkCallStack), from this function outward:
+// Skip frames left out and at most Depth shown.
 void LogStackTrace( uint32 Category, CQorStringView Text, int Skip, int Depth );
 
 // The messages of the error category (1) as the active logger counts them.

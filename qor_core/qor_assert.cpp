@@ -3,26 +3,26 @@
 #include "qor_core/container/qor_array.h"
 #include "qor_core/log_deprecated.h"
 #include "qor_core/platform/qor_debugger.h"
+#include "qor_core/platform/qor_terminal_prompt.h"
+#include "qor_core/thread/qor_mutex.h"
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 bool g_bAssertsEnabled = true;
 bool g_bLogOnly = false;
 bool g_bFatalLogOnly = false;
 
-namespace
-{
 FQorAssertHandler g_pAssertHandler = nullptr;
 FQorDumpHandler g_pDumpHandler = nullptr;
+// The first priority a program may give: built before, and destroyed after, every static object without one,
+// so that assertions and callbacks of any static initialiser or destructor find it alive.
+CQorArray<FQorAssertCallback, int32> g_AssertCallbacks __attribute__( ( init_priority( 101 ) ) );
 
-// Built on first use: an assertion may fire during another unit's static initialisation.
-CQorArray<FQorAssertCallback>& GetAssertCallbacks()
+namespace
 {
-    static CQorArray<FQorAssertCallback> s_AssertCallbacks;
-    return s_AssertCallbacks;
-}
-
 const char* OrPlaceholder( const char* pText, const char* pPlaceholder )
 {
     return pText ? pText : pPlaceholder;
@@ -30,6 +30,27 @@ const char* OrPlaceholder( const char* pText, const char* pPlaceholder )
 
 // Reports go to the error category of the log.
 constexpr uint32 c_ErrorCategory = 1;
+
+// The buttons in order, without a debugger and under one.
+constexpr const char* c_DialogChoices[ 2 ][ 4 ] = { { "Create Dump", "Ignore", "Always ignore", "Disable Pop-ups" },
+                                                     { "Debug", "Ignore", "Always ignore", "Abort" } };
+constexpr int c_nDefaultChoice = 2;
+
+CMutex& GetDialogMutex()
+{
+    static CMutex s_Mutex( "AssertDialog" );
+    return s_Mutex;
+}
+
+// The fourth button: under a debugger it ends the process; otherwise later reports go to the log only.
+void OnDialogHelp( bool bUnderDebugger )
+{
+    if ( bUnderDebugger )
+    {
+        NPlatform::FatalExit( 0 );
+    }
+    g_bLogOnly = true;
+}
 } // namespace
 
 FQorAssertHandler SetAssertHandler( FQorAssertHandler pHandler )
@@ -48,10 +69,9 @@ FQorDumpHandler SetDumpHandler( FQorDumpHandler pHandler )
 
 void AddAssertCallback( FQorAssertCallback pCallback )
 {
-    CQorArray<FQorAssertCallback>& Callbacks = GetAssertCallbacks();
-    if ( !Callbacks.Find( pCallback ) )
+    if ( !g_AssertCallbacks.Find( pCallback ) )
     {
-        Callbacks.Add( pCallback );
+        g_AssertCallbacks.Add( pCallback );
     }
 }
 
@@ -83,24 +103,63 @@ bool LogAssertFatal( const char* pText, const char* pFile, uint32 nLine, bool* p
     return true;
 }
 
-// A process without a terminal to ask is never blocked: the report is logged and the site silenced, as
-// "Always ignore" would do.
 bool ShowAssertDialog( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool bOnce )
 {
     *pBreak = false;
+    const std::string Expression = OrPlaceholder( pText, "<assert>" );
+    const std::string Place = std::string( OrPlaceholder( pFile, "<file>" ) ) + "(" + std::to_string( nLine );
+    NPlatform::OutputDebugString( ( "\n\n---------------------------------------------\n"
+                                    "Assertion failed:\n"
+                                    "Assertion:   " +
+                                    Expression + "\nFile:        " + Place +
+                                    ").\n"
+                                    "---------------------------------------------\n\n" )
+                                      .c_str() );
+    const std::string DialogText = "Assertion:   " + Expression + "\n\n" + Place + "):\n";
+    // LogPrintf ends the line itself.
+    LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "%.*s", int( DialogText.size() - 1 ),
+               DialogText.c_str() );
+
+    CScopedLock<CMutex> Lock( &GetDialogMutex() );
     if ( bOnce )
     {
         return true;
     }
-    bool bOnceAfterLog = false;
-    LogAssert( pText, pFile, nLine, pBreak, &bOnceAfterLog );
-    return bOnceAfterLog;
+    NPlatform::CTerminalPrompt Prompt;
+    if ( !Prompt.IsOpen() )
+    {
+        return true;
+    }
+    const bool bUnderDebugger = NPlatform::IsDebuggerPresent();
+    Prompt.Write( ( "\nAssertion failed.\n" + DialogText + "\n" ).c_str() );
+    for ( ;; )
+    {
+        switch ( Prompt.Choose( c_DialogChoices[ bUnderDebugger ], 4, c_nDefaultChoice ) )
+        {
+        case 1:
+            *pBreak = true;
+            return false;
+        case 2:
+            return false;
+        case 4:
+            if ( bUnderDebugger )
+            {
+                // The process ends without unwinding: the terminal gets its mode back first.
+                Prompt.Close();
+            }
+            OnDialogHelp( bUnderDebugger );
+            break;
+        default:
+            // "Always ignore", or the terminal went away while asking.
+            return true;
+        }
+    }
 }
 
 bool ReportAssert( const char* pText, const char* pFile, uint32 nLine, bool bFatal, bool* pOnce )
 {
     bool bBreak = false;
-    for ( FQorAssertCallback pCallback : GetAssertCallbacks() )
+    for ( FQorAssertCallback pCallback : g_AssertCallbacks )
     {
         pCallback();
     }
@@ -146,5 +205,19 @@ bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* 
     std::vsnprintf( Message, sizeof( Message ), pFormat, Args );
     va_end( Args );
     return ReportAssert( Message, pFile, nLine, bFatal, pOnce );
+}
+
+const char* ToggleLogOnly( const char* pArgument )
+{
+    if ( !pArgument )
+    {
+        g_bLogOnly = !g_bLogOnly;
+    }
+    else
+    {
+        g_bLogOnly = std::strcmp( pArgument, "0" ) != 0 && std::strcmp( pArgument, "false" ) != 0 &&
+                     std::strcmp( pArgument, "no" ) != 0;
+    }
+    return g_bLogOnly ? "Enabled" : "Disabled";
 }
 } // namespace NQorAssert

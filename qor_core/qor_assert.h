@@ -20,6 +20,16 @@ using FQorAssertHandler = void ( * )( const char* pText, const char* pFile, uint
 using FQorAssertCallback = void ( * )();
 using FQorDumpHandler = void ( * )();
 
+template <typename T, typename SizeT> class CQorArray;
+
+// Set by SetAssertHandler; null means the built-in reporting below.
+extern FQorAssertHandler g_pAssertHandler;
+// Set by SetDumpHandler; writes a crash dump when a report asks for a break.
+extern FQorDumpHandler g_pDumpHandler;
+// Run in order before each report. Filled through AddAssertCallback during start-up; not locked. It is built
+// before every other static object of the program, so a static initialiser may add to it.
+extern CQorArray<FQorAssertCallback, int32> g_AssertCallbacks;
+
 // Installs a handler (null restores built-in reporting) and returns the one it replaces.
 FQorAssertHandler SetAssertHandler( FQorAssertHandler pHandler );
 FQorDumpHandler SetDumpHandler( FQorDumpHandler pHandler );
@@ -32,7 +42,16 @@ bool ReportAssert( const char* pText, const char* pFile, uint32 nLine, bool bFat
 bool LogAssert( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
 // As LogAssert, with the call stack behind the line.
 bool LogAssertFatal( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool* pOnce );
-// Asks the user what to do with a report. The result is the new value of the site's once flag.
+// Tells the debugger channel and the log (one error line) of the report, then asks the person at the terminal,
+// one dialog at a time in the process:
+//   [1] "Create Dump", or "Debug" under a debugger: *pBreak becomes true, and the site can fire again;
+//   [2] "Ignore" (the default): the site can fire again;
+//   [3] "Always ignore": the site falls silent;
+//   [4] "Disable Pop-ups": later reports go to the log only (g_bLogOnly), and the question stays; under a
+//       debugger the button reads "Abort" and ends the process at once.
+// Without a terminal, or with CI set in the environment, nobody is asked: the site falls silent, as "Always
+// ignore" would have it. The result is the new value of the site's once flag; with bOnce set it is true at
+// once.
 bool ShowAssertDialog( const char* pText, const char* pFile, uint32 nLine, bool* pBreak, bool bOnce );
 void CallDumpHandler();
 
@@ -43,6 +62,10 @@ void BreakAfterReport();
 // The message form: formats into a buffer of 1024 characters and reports the result as the text.
 bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* pOnce, const char* pFormat, ... )
     __attribute__( ( format( printf, 5, 6 ) ) );
+// The console variable Asserts.ToggleLogOnly over g_bLogOnly: without an argument it flips log-only mode, with
+// one it sets it ("0", "false" and "no" turn it off, any other text on; case matters). Answers "Enabled" or
+// "Disabled" for the mode it leaves.
+const char* ToggleLogOnly( const char* pArgument );
 } // namespace NQorAssert
 
 #define QOR_ASSERT_REPORT_( Condition, ReportCall )                                                                   \

@@ -1,5 +1,6 @@
 #include "qor_core/qor_assert.h"
 
+#include "qor_core/container/qor_array.h"
 #include "qor_core/log_deprecated.h"
 
 #include "tests/assert_recorder.h"
@@ -10,11 +11,16 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace
 {
+// The test program never waits for a person, whether ctest runs it or someone at a terminal: a report that
+// reaches the dialog is logged and the site silenced.
+[[maybe_unused]] const int g_nNoPrompt = setenv( "CI", "1", 0 );
+
 int g_nCallbackRuns = 0;
 void CountCallback()
 {
@@ -124,6 +130,12 @@ TEST( QorAssert, CallbacksRunBeforeEachReportAndAreAddedOnce )
     CAssertRecorder Asserts;
     AddAssertCallback( &CountCallback );
     AddAssertCallback( &CountCallback );
+    int nListed = 0;
+    for ( FQorAssertCallback pCallback : g_AssertCallbacks )
+    {
+        nListed += pCallback == &CountCallback;
+    }
+    EXPECT_EQ( nListed, 1 );
     g_nCallbackRuns = 0;
     for ( int I = 0; I < 3; ++I )
     {
@@ -136,6 +148,8 @@ TEST( QorAssert, BreakRequestCallsTheDumpHandler )
 {
     const FQorDumpHandler pPreviousDump = SetDumpHandler( &CountDump );
     const FQorAssertHandler pPrevious = SetAssertHandler( &AskForBreak );
+    EXPECT_EQ( g_pDumpHandler, &CountDump );
+    EXPECT_EQ( g_pAssertHandler, &AskForBreak );
     g_nDumps = 0;
     for ( int I = 0; I < 2; ++I )
     {
@@ -146,26 +160,65 @@ TEST( QorAssert, BreakRequestCallsTheDumpHandler )
     EXPECT_EQ( g_nDumps, 2 );
 }
 
-// Each mode needs its own site: the first report silences the site for the rest of the run.
-#define QOR_TEST_LOGS_ONCE( bLogOnlyMode )                                                                             \
-    {                                                                                                                  \
-        SSwitchesGuard Guard;                                                                                          \
-        g_bLogOnly = bLogOnlyMode;                                                                                     \
-        SetLogger( {} );                                                                                               \
-        testing::internal::CaptureStderr();                                                                            \
-        for ( int I = 0; I < 3; ++I )                                                                                  \
-        {                                                                                                              \
-            QOR_ASSERT( I > 5 );                                                                                       \
-        }                                                                                                              \
-        const std::string Expected =                                                                                   \
-            std::string( "Assertion failed: " ) + __FILE__ + ":" + std::to_string( __LINE__ ) + " (I > 5)\n";          \
-        EXPECT_EQ( WithoutLogLocation( testing::internal::GetCapturedStderr() ), Expected );                           \
-    }
-
-TEST( QorAssert, WithoutHandlerASiteLogsOnceAndFallsSilent )
+TEST( QorAssert, LogOnlyModeLogsEachSiteOnce )
 {
-    QOR_TEST_LOGS_ONCE( false );
-    QOR_TEST_LOGS_ONCE( true );
+    SSwitchesGuard Guard;
+    g_bLogOnly = true;
+    SetLogger( {} );
+    testing::internal::CaptureStderr();
+    const int nLine = __LINE__ + 3;
+    for ( int I = 0; I < 3; ++I )
+    {
+        QOR_ASSERT( I > 5 );
+    }
+    const std::string Expected =
+        std::string( "Assertion failed: " ) + __FILE__ + ":" + std::to_string( nLine ) + " (I > 5)\n";
+    EXPECT_EQ( WithoutLogLocation( testing::internal::GetCapturedStderr() ), Expected );
+}
+
+// The test program runs with CI set: the dialog asks nobody, tells the debugger channel (standard error) and the
+// log, and silences the site as "Always ignore" would.
+TEST( QorAssert, DialogWithoutAPersonLogsOnceAndSilencesTheSite )
+{
+    SSwitchesGuard Guard;
+    g_bLogOnly = false;
+    SetLogger( {} );
+    testing::internal::CaptureStderr();
+    const int nLine = __LINE__ + 3;
+    for ( int I = 0; I < 3; ++I )
+    {
+        QOR_ASSERT( I > 5 );
+    }
+    const std::string Place = std::string( __FILE__ ) + "(" + std::to_string( nLine );
+    const std::string Captured = testing::internal::GetCapturedStderr();
+    const std::string DebuggerText = "\n\n---------------------------------------------\nAssertion failed:\n"
+                                     "Assertion:   I > 5\nFile:        " +
+                                     Place + ").\n---------------------------------------------\n\n";
+    ASSERT_EQ( Captured.substr( 0, DebuggerText.size() ), DebuggerText );
+    EXPECT_EQ( WithoutLogLocation( Captured.substr( DebuggerText.size() ) ),
+               "Assertion:   I > 5\n\n" + Place + "):\n" );
+}
+
+TEST( QorAssert, ToggleLogOnlyFlipsOrSetsTheMode )
+{
+    SSwitchesGuard Guard;
+    struct SRow
+    {
+        bool bBefore;
+        const char* pArgument;
+        bool bAfter;
+    };
+    const SRow Rows[] = {
+        { false, nullptr, true }, { true, nullptr, false }, { false, "1", true },  { true, "0", false },
+        { true, "false", false }, { true, "no", false },    { false, "yes", true }, { true, "on", true },
+    };
+    for ( const SRow& Row : Rows )
+    {
+        g_bLogOnly = Row.bBefore;
+        const std::string Answer = NQorAssert::ToggleLogOnly( Row.pArgument );
+        EXPECT_EQ( g_bLogOnly, Row.bAfter ) << ( Row.pArgument ? Row.pArgument : "no argument" );
+        EXPECT_EQ( Answer, Row.bAfter ? "Enabled" : "Disabled" );
+    }
 }
 
 TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
@@ -225,5 +278,6 @@ TEST( QorAssertDeathTest, FatalLogOnlyReportStores47283AtAddressZero )
             ReportAssert( "fatal condition", "file.cpp", 12, true, &s_bOnce );
         },
         testing::KilledBySignal( SIGSEGV ),
-        "Assertion failed: file.cpp:12 \\(fatal condition\\).*stores 47283 at address 0" );
+        "Assertion failed: file.cpp:12 \\(fatal condition\\)\n.*LogAssertFatal.*\n.*ReportAssert.*\n.*"
+        "QorAssertDeathTest_FatalLogOnlyReportStores47283AtAddressZero_Test::TestBody.*stores 47283 at address 0" );
 }

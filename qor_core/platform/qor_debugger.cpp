@@ -66,4 +66,9 @@ __attribute__( ( no_sanitize( "undefined" ) ) ) void CrashDeliberately()
     *pNull = 47283;
     __builtin_trap();
 }
+
+void FatalExit( int nExitCode )
+{
+    ::_exit( nExitCode );
+}
 } // namespace NPlatform

@@ -1,0 +1,245 @@
+// The assertion dialog as a person meets it: the probe program (qor_assert_probe.cpp) runs in a terminal of a
+// private tmux server; the test reads the screen and types the answers. Every wait is bounded, and the server
+// goes with the test.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+const std::string c_Probe = QOR_ASSERT_PROBE;
+const std::string c_Prompt = "Choice (1-4, Enter for 2):";
+const std::string c_ProbeSource = "qor_assert_probe.cpp";
+
+// Runs a shell command; its standard output and error, and whether it exited with status 0.
+std::string RunShell( const std::string& Command, bool* pSucceeded = nullptr )
+{
+    std::string Output;
+    FILE* pPipe = popen( ( Command + " 2>&1" ).c_str(), "r" );
+    if ( !pPipe )
+    {
+        return Output;
+    }
+    char Buffer[4096];
+    for ( size_t nRead; ( nRead = std::fread( Buffer, 1, sizeof( Buffer ), pPipe ) ) > 0; )
+    {
+        Output.append( Buffer, nRead );
+    }
+    const int nStatus = pclose( pPipe );
+    if ( pSucceeded )
+    {
+        *pSucceeded = nStatus == 0;
+    }
+    return Output;
+}
+
+int CountOf( const std::string& Text, const std::string& Part )
+{
+    int nCount = 0;
+    for ( size_t nAt = Text.find( Part ); nAt != std::string::npos; nAt = Text.find( Part, nAt + Part.size() ) )
+    {
+        ++nCount;
+    }
+    return nCount;
+}
+
+bool HasTmux()
+{
+    return std::system( "command -v tmux >/dev/null 2>&1" ) == 0;
+}
+
+// One command in a terminal of its own, 160 columns wide. The pane stays after the command so that its last
+// words can be read; the server ends with the object.
+class CTerminal
+{
+public:
+    explicit CTerminal( const std::string& Command )
+    {
+        char Folder[] = "/tmp/qor_assert_dialog_XXXXXX";
+        if ( !mkdtemp( Folder ) )
+        {
+            _Error = "no temporary folder";
+            return;
+        }
+        _Folder = Folder;
+        _Tmux = "tmux -f /dev/null -S '" + _Folder + "/socket' ";
+        bool bStarted = false;
+        _Error = RunShell( _Tmux + "new-session -d -s probe -x 160 -y 50 '" + Command +
+                               "; echo \"command exit $?\"; sleep 120'",
+                           &bStarted );
+        _Error = bStarted ? "" : "tmux could not start a session: " + _Error;
+    }
+    ~CTerminal()
+    {
+        if ( !_Folder.empty() )
+        {
+            RunShell( _Tmux + "kill-server" );
+            RunShell( "rm -rf '" + _Folder + "'" );
+        }
+    }
+    CTerminal( const CTerminal& ) = delete;
+    CTerminal& operator=( const CTerminal& ) = delete;
+
+    // Empty when the terminal runs.
+    const std::string& Error() const { return _Error; }
+
+    std::string Screen() const { return RunShell( _Tmux + "capture-pane -p -J -S -2000 -t probe" ); }
+
+    // Waits, at most 30 seconds, until the screen shows Text at least nCount times; returns the screen.
+    std::string WaitFor( const std::string& Text, int nCount = 1 ) const
+    {
+        const auto Deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 30 );
+        std::string Shown = Screen();
+        while ( CountOf( Shown, Text ) < nCount && std::chrono::steady_clock::now() < Deadline )
+        {
+            std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
+            Shown = Screen();
+        }
+        return Shown;
+    }
+
+    // Types the text and Enter.
+    void Type( const std::string& Text ) const
+    {
+        if ( !Text.empty() )
+        {
+            RunShell( _Tmux + "send-keys -t probe -l '" + Text + "'" );
+        }
+        RunShell( _Tmux + "send-keys -t probe Enter" );
+    }
+
+private:
+    std::string _Folder;
+    std::string _Tmux;
+    std::string _Error;
+};
+
+#define QOR_REQUIRE_TMUX()                                                                                             \
+    if ( !HasTmux() )                                                                                                  \
+    {                                                                                                                  \
+        GTEST_SKIP() << "tmux is not installed: the dialog can't be driven from a terminal";                           \
+    }
+
+// The probe, asked in a terminal without CI, whatever the test program's own environment holds.
+const std::string c_AskedProbe = "env -u CI " + c_Probe;
+} // namespace
+
+// Each row answers the probe's site, which fails in three rounds, and reads what came of it.
+TEST( QorAssertDialog, EachChoiceHasItsEffect )
+{
+    QOR_REQUIRE_TMUX();
+    struct SRow
+    {
+        std::vector<std::string> Answers;
+        int nDialogs;
+        int nDumps;
+        int nLogOnlyReports;
+        bool bLogOnlyAtEnd;
+    };
+    const SRow Rows[] = {
+        { { "3" }, 1, 0, 0, false },            // "Always ignore": the site falls silent.
+        { { "2", "3" }, 2, 0, 0, false },       // "Ignore": the site fires again.
+        { { "", "3" }, 2, 0, 0, false },        // Enter takes "Ignore".
+        { { "1", "3" }, 2, 1, 0, false },       // "Create Dump": a break is asked for and the dump handler runs.
+        { { "x", "12", "3" }, 1, 0, 0, false }, // No choice: asked again.
+        { { "4", "2" }, 1, 0, 1, true },        // "Disable Pop-ups": asked again; the next failure is logged once.
+    };
+    for ( const SRow& Row : Rows )
+    {
+        const std::string Answers = testing::PrintToString( Row.Answers );
+        CTerminal Terminal( c_AskedProbe );
+        ASSERT_EQ( Terminal.Error(), "" );
+        for ( size_t nAnswer = 0; nAnswer < Row.Answers.size(); ++nAnswer )
+        {
+            const std::string Shown = Terminal.WaitFor( c_Prompt, int( nAnswer + 1 ) );
+            ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Answers << "\n" << Shown;
+            Terminal.Type( Row.Answers[nAnswer] );
+        }
+        const std::string Shown = Terminal.WaitFor( "command exit " );
+        SCOPED_TRACE( Answers + "\n" + Shown );
+        EXPECT_EQ( CountOf( Shown, "command exit 0" ), 1 );
+        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Row.Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), Row.nDialogs );
+        EXPECT_EQ( CountOf( Shown, "[1] Create Dump  [2] Ignore  [3] Always ignore  [4] Disable Pop-ups\n" ),
+                   int( Row.Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "dump handler called" ), Row.nDumps );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), Row.nLogOnlyReports );
+        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( Row.bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
+    }
+}
+
+TEST( QorAssertDialog, TwoThreadsAreAskedOneAtATime )
+{
+    QOR_REQUIRE_TMUX();
+    CTerminal Terminal( c_AskedProbe + " threads" );
+    ASSERT_EQ( Terminal.Error(), "" );
+    // Both reports reach the debugger channel before the dialog's lock.
+    Terminal.WaitFor( "File:        " );
+    std::string Shown = Terminal.WaitFor( "File:        ", 2 );
+    ASSERT_EQ( CountOf( Shown, "File:        " ), 2 ) << Shown;
+    Shown = Terminal.WaitFor( c_Prompt );
+    std::this_thread::sleep_for( std::chrono::milliseconds( 300 ) );
+    Shown = Terminal.Screen();
+    EXPECT_EQ( CountOf( Shown, c_Prompt ), 1 ) << Shown;
+    Terminal.Type( "3" );
+    Shown = Terminal.WaitFor( c_Prompt, 2 );
+    EXPECT_EQ( CountOf( Shown, c_Prompt ), 2 ) << Shown;
+    Terminal.Type( "3" );
+    Shown = Terminal.WaitFor( "command exit " );
+    EXPECT_EQ( CountOf( Shown, "probe end\ncommand exit 0" ), 1 ) << Shown;
+    EXPECT_EQ( CountOf( Shown, "Assertion:   nFirst < 0\n\n" ), 2 ) << "the log line and the dialog\n" << Shown;
+    EXPECT_EQ( CountOf( Shown, "Assertion:   nSecond < 0\n\n" ), 2 ) << "the log line and the dialog\n" << Shown;
+}
+
+TEST( QorAssertDialog, UnderADebuggerTheButtonsReadDebugAndAbort )
+{
+    QOR_REQUIRE_TMUX();
+    if ( std::system( "command -v gdb >/dev/null 2>&1" ) != 0 )
+    {
+        GTEST_SKIP() << "gdb is not installed";
+    }
+    CTerminal Terminal( "env -u CI gdb -q -batch -ex \"set disable-randomization off\" -ex run --args " + c_Probe );
+    ASSERT_EQ( Terminal.Error(), "" );
+    std::string Shown = Terminal.WaitFor( c_Prompt );
+    if ( CountOf( Shown, c_Prompt ) == 0 && CountOf( Shown, "ptrace" ) > 0 )
+    {
+        GTEST_SKIP() << "the debugger can't attach here:\n" << Shown;
+    }
+    ASSERT_EQ( CountOf( Shown, "[1] Debug  [2] Ignore  [3] Always ignore  [4] Abort\n" ), 1 ) << Shown;
+    // "Abort" ends the program at once, with status 0, before the round is over.
+    Terminal.Type( "4" );
+    Shown = Terminal.WaitFor( "command exit " );
+    EXPECT_EQ( CountOf( Shown, "exited normally]" ), 1 ) << Shown;
+    EXPECT_EQ( CountOf( Shown, "round 1 done" ), 0 ) << Shown;
+    EXPECT_EQ( CountOf( Shown, c_Prompt ), 1 ) << Shown;
+}
+
+TEST( QorAssertDialog, WithCISetATerminalIsNotAsked )
+{
+    QOR_REQUIRE_TMUX();
+    CTerminal Terminal( "env CI=1 " + c_Probe );
+    ASSERT_EQ( Terminal.Error(), "" );
+    const std::string Shown = Terminal.WaitFor( "command exit " );
+    EXPECT_EQ( CountOf( Shown, "probe end\ncommand exit 0" ), 1 ) << Shown;
+    EXPECT_EQ( CountOf( Shown, c_Prompt ), 0 ) << Shown;
+    EXPECT_EQ( CountOf( Shown, "Assertion failed:\n" ), 1 ) << "reported once, then silent\n" << Shown;
+}
+
+// No terminal to open: the report is logged, the site silenced, and the program goes on.
+TEST( QorAssertDialog, WithoutATerminalNobodyIsAsked )
+{
+    bool bSucceeded = false;
+    const std::string Output = RunShell( "setsid -w env -u CI timeout 60 " + c_Probe + " </dev/null", &bSucceeded );
+    EXPECT_TRUE( bSucceeded ) << Output;
+    EXPECT_EQ( CountOf( Output, "Assertion failed:\n" ), 1 ) << Output;
+    EXPECT_EQ( CountOf( Output, "] Assertion:   nRound < 0\n\n" ), 1 ) << Output;
+    EXPECT_EQ( CountOf( Output, c_ProbeSource + "(" ), 2 ) << "the debugger text and the log line\n" << Output;
+    EXPECT_EQ( CountOf( Output, "Choice" ), 0 ) << Output;
+    EXPECT_EQ( CountOf( Output, "round 3 done, log-only 0\nprobe end\n" ), 1 ) << Output;
+}
