@@ -1,5 +1,6 @@
 #include "qor_core/thread/qor_task.h"
 
+#include "qor_core/qor_commandline.h"
 #include "qor_core/qor_scopedptr.h"
 #include "qor_core/thread/qor_thread.h"
 
@@ -164,6 +165,10 @@ bool CJob::IsDone() const
 
 // ---- The process-wide pools
 
+const SCommandLineOption g_TaskThreadsOption{ "taskthreads",
+                                              "Override the number of task/worker threads that should be created",
+                                              COMMAND_LINE_OPTION_TYPE_INTEGER };
+
 namespace
 {
 CQorScopedPtr<CTaskScheduler> g_pShortTaskScheduler;
@@ -172,6 +177,8 @@ CQorScopedPtr<CTaskScheduler> g_pLongTaskScheduler;
 std::atomic<uint32> g_NumTaskThreads{ 0 };
 
 constexpr uint32 DefaultTaskThreadCount = 0xFFFFFFFF;
+
+const SCommandLineOptionRegistration g_TaskThreadsRegistration( g_TaskThreadsOption );
 
 void RunTasksOn( CTaskScheduler* pScheduler, const char* pLabel, const FTaskFunction& Function, int32 Count,
                  CTaskArray& TasksOut )
@@ -229,7 +236,10 @@ bool StartTaskThreads( uint32 Count )
 
 bool InitTaskThreads()
 {
-    return StartTaskThreads( DefaultTaskThreadCount );
+    // -1, the option's default, is the same request as the absent option: as many as the machine suggests.
+    const CQorCommandLine* pCommandLine = CQorCommandLine::Find();
+    const int32 Count = pCommandLine ? pCommandLine->GetInt( g_TaskThreadsOption ).GetValueOr( -1 ) : -1;
+    return StartTaskThreads( static_cast<uint32>( Count ) );
 }
 
 void ShutdownTaskThreads()

@@ -9,6 +9,7 @@
 //   ShutdownTaskThreads. Before and after that, tasks run on their creator.
 
 #include "qor_core/container/qor_array.h"
+#include "qor_core/qor_commandline.h"
 #include "qor_core/qor_ptr.h"
 #include "qor_core/qor_string.h"
 #include "qor_core/thread/qor_task_item.h"
@@ -98,7 +99,10 @@ private:
 // Starts both pools with Count workers each: 0xFFFFFFFF means one less than the clamped hardware thread count,
 // and any count is kept within 4 to 32. REQUIRES: the pools don't exist. Returns true.
 bool StartTaskThreads( uint32 Count );
-// StartTaskThreads with the command line's "taskthreads", or 0xFFFFFFFF without it.
+// The option "taskthreads", an integer: the workers per pool that InitTaskThreads asks for.
+extern const SCommandLineOption g_TaskThreadsOption;
+// StartTaskThreads with the command line's "taskthreads", or 0xFFFFFFFF (-1) without it or without a command
+// line.
 bool InitTaskThreads();
 // Stops and destroys both pools, the short one first. REQUIRES: nobody creates tasks meanwhile.
 void ShutdownTaskThreads();

@@ -2,6 +2,7 @@
 #include "qor_core/thread/qor_task_scheduler.h"
 
 #include "tests/assert_recorder.h"
+#include "tests/commandline_test_utils.h"
 #include "tests/thread/task_test_utils.h"
 
 #include <gtest/gtest.h>
@@ -383,6 +384,39 @@ TEST( TaskThreads, StartAndResizeBothPools )
     RunShortTasks( QOR_TASK_LABEL, [ & ] { ++NumRuns; }, 3, Tasks );
     EXPECT_EQ( NumRuns, 3 );
     EXPECT_TRUE( Tasks[ 2 ]->IsDone() );
+}
+
+// InitTaskThreads asks the command line's "taskthreads" for the pool size; absent, -1, or without a command line
+// it is the machine's count. The option is registered with its help text.
+TEST( TaskThreads, InitTaskThreadsReadsTheTaskThreadsOption )
+{
+    const auto& Options = CQorCommandLine::GetOptions();
+    ASSERT_NE( std::find( Options.begin(), Options.end(), &g_TaskThreadsOption ), Options.end() );
+    const SCommandLineOption& Option = g_TaskThreadsOption;
+    EXPECT_EQ( std::string( Option._Name.GetData(), Option._Name.GetSize() ), "taskthreads" );
+    EXPECT_EQ( std::string( Option._Documentation.GetData(), Option._Documentation.GetSize() ),
+               "Override the number of task/worker threads that should be created" );
+    EXPECT_EQ( Option._Type, uint32( COMMAND_LINE_OPTION_TYPE_INTEGER ) );
+
+    const uint32 Max = uint32( NThreads::GetClampedHardwareThreadCount() );
+    const uint32 Default = std::max<uint32>( Max - 1, 4 );
+    const std::pair<std::vector<std::string>, uint32> Cases[] = {
+        { { "--taskthreads=6" }, 6 },   { { "--taskthreads", "5" }, 5 },       { { "--taskthreads=2" }, 4 },
+        { { "--taskthreads=99" }, 32 }, { { "--taskthreads=-1" }, Default }, { { "--other" }, Default },
+    };
+    for ( const auto& [ Arguments, Expected ] : Cases )
+    {
+        CCommandLineScope CommandLine( Arguments );
+        // A count beyond the machine's signals is stored, and each pool reports that it can't grow so far.
+        CAssertRecorder Asserts;
+        EXPECT_TRUE( InitTaskThreads() );
+        EXPECT_EQ( GetNumTaskThreads(), Expected ) << Arguments[ 0 ];
+        EXPECT_EQ( Asserts.Texts().size(), Expected > Max ? 2u : 0u ) << Arguments[ 0 ];
+        ShutdownTaskThreads();
+    }
+    EXPECT_TRUE( InitTaskThreads() );
+    EXPECT_EQ( GetNumTaskThreads(), Default ) << "without a command line";
+    ShutdownTaskThreads();
 }
 
 TEST( TaskThreads, TaskThreadCountCommand )
