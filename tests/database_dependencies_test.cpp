@@ -1,0 +1,726 @@
+#include "qor_core/database_dependencies.h"
+
+#include "qor_core/container/qor_container_utils.h"
+#include "qor_core/qor_log_categories.h"
+#include "tests/assert_recorder.h"
+#include "tests/commandline_test_utils.h"
+#include "tests/log_test_utils.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace NDatabase;
+
+namespace
+{
+class CTaskPools
+{
+public:
+    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
+    ~CTaskPools() { ShutdownTaskThreads(); }
+};
+
+// Records the log for one scope, with the categories.
+class CLogCapture
+{
+public:
+    CLogCapture() : _pLogger( new CRecordingLogger ) { SetLogger( CQorScopedPtr<CLogger>( _pLogger ) ); }
+    ~CLogCapture() { SetLogger( {} ); }
+    // The texts of the category, without the line end that LogPrintf adds.
+    std::vector<std::string> Texts( uint32 Category ) const
+    {
+        std::vector<std::string> Texts;
+        for ( const SLoggedMessage& Message : _pLogger->Messages() )
+        {
+            if ( Message.Category == Category )
+            {
+                Texts.push_back( Message.Text.substr( 0, Message.Text.find_last_not_of( '\n' ) + 1 ) );
+            }
+        }
+        return Texts;
+    }
+
+private:
+    CRecordingLogger* _pLogger;
+};
+
+// Databases that record their loads: each load takes the next tick of one clock, and counts how many of its
+// declared dependencies had not finished when it started. Every load does a little work, and the first ones
+// wait a moment for company, so that loads on several workers overlap.
+class CRecordedDatabases
+{
+public:
+    explicit CRecordedDatabases( int32 Count ) : _Loads( static_cast<size_t>( Count ) )
+    {
+        for ( int32 Index = 0; Index < Count; ++Index )
+        {
+            _Names.push_back( "db" + std::to_string( Index ) );
+        }
+        _Dependencies.resize( static_cast<size_t>( Count ) );
+    }
+
+    void AddDependency( int32 Database, int32 Dependency ) { _Dependencies[Database].push_back( Dependency ); }
+
+    // The records in the order given.
+    CQorArray<CInitData> MakeInitDatas( const std::vector<int32>& Order )
+    {
+        CQorArray<CInitData> InitDatas;
+        for ( const int32 Index : Order )
+        {
+            CInitData Data;
+            Data._Id = Id( Index );
+            for ( const int32 Dependency : _Dependencies[Index] )
+            {
+                Data._Dependencies.Add( Id( Dependency ) );
+            }
+            Data._LoadFunction = [this, Index] { Load( Index ); };
+            Data._PostLoadFunction = [this, Index] { _Loads[Index].PostLoads.fetch_add( 1 ); };
+            InitDatas.Add( std::move( Data ) );
+        }
+        return InitDatas;
+    }
+    CQorArray<CInitData> MakeInitDatas()
+    {
+        std::vector<int32> Order;
+        for ( int32 Index = 0; Index < static_cast<int32>( _Names.size() ); ++Index )
+        {
+            Order.push_back( Index );
+        }
+        return MakeInitDatas( Order );
+    }
+
+    SDatabaseId Id( int32 Index ) const
+    {
+        return CQorStringView( _Names[Index].c_str(), static_cast<int32>( _Names[Index].size() ),
+                               ENullTerminated::Yes );
+    }
+    int32 Loads( int32 Index ) const { return _Loads[Index].Count.load(); }
+    int32 PostLoads( int32 Index ) const { return _Loads[Index].PostLoads.load(); }
+    int32 Tick( int32 Index ) const { return _Loads[Index].Tick.load(); }
+    int32 EarlyStarts( int32 Index ) const { return _Loads[Index].EarlyStarts.load(); }
+    int32 MaxThreadsAtOnce() const { return _MaxRunning.load(); }
+
+    // Every database loaded once, after each of its dependencies.
+    void ExpectLoadedOnceInOrder() const
+    {
+        for ( int32 Index = 0; Index < static_cast<int32>( _Names.size() ); ++Index )
+        {
+            ASSERT_EQ( Loads( Index ), 1 ) << _Names[Index];
+            ASSERT_EQ( EarlyStarts( Index ), 0 ) << _Names[Index];
+            for ( const int32 Dependency : _Dependencies[Index] )
+            {
+                ASSERT_LT( Tick( Dependency ), Tick( Index ) ) << _Names[Index] << " after " << _Names[Dependency];
+            }
+        }
+    }
+
+private:
+    struct SLoad
+    {
+        std::atomic<int32> Count{ 0 };
+        std::atomic<int32> PostLoads{ 0 };
+        std::atomic<int32> Tick{ -1 };
+        std::atomic<int32> EarlyStarts{ 0 };
+        std::atomic<bool> bDone{ false };
+    };
+
+    void Load( int32 Index )
+    {
+        SLoad& Load = _Loads[Index];
+        const int32 Running = _Running.fetch_add( 1 ) + 1;
+        for ( int32 Seen = _MaxRunning.load(); Seen < Running && !_MaxRunning.compare_exchange_weak( Seen, Running ); )
+        {
+        }
+        // Until two loads have run at once, a load waits a moment for a second one to start beside it.
+        const auto Deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds( 2 );
+        while ( _MaxRunning.load() < 2 && std::chrono::steady_clock::now() < Deadline )
+        {
+            std::this_thread::yield();
+        }
+        for ( const int32 Dependency : _Dependencies[Index] )
+        {
+            if ( !_Loads[Dependency].bDone.load() )
+            {
+                Load.EarlyStarts.fetch_add( 1 );
+            }
+        }
+        uint32 Value = static_cast<uint32>( Index );
+        for ( uint32 Round = 0; Round < 200; ++Round )
+        {
+            Value = NoiseHash( Value, Round );
+        }
+        _Sink.fetch_add( Value, std::memory_order_relaxed );
+        Load.Tick.store( _Clock.fetch_add( 1 ) );
+        Load.Count.fetch_add( 1 );
+        Load.bDone.store( true );
+        _Running.fetch_sub( 1 );
+    }
+
+    std::vector<std::string> _Names;
+    std::vector<std::vector<int32>> _Dependencies;
+    std::deque<SLoad> _Loads;
+    std::atomic<int32> _Clock{ 0 };
+    std::atomic<int32> _Running{ 0 };
+    std::atomic<int32> _MaxRunning{ 0 };
+    std::atomic<uint32> _Sink{ 0 };
+};
+
+// A random acyclic graph of Count databases, each with up to four dependencies of lower number, and the
+// registration order shuffled, so that no order of the records is a load order by accident.
+void MakeRandomGraph( CRecordedDatabases& Databases, int32 Count, CQorRandom& Random, std::vector<int32>& Order )
+{
+    for ( int32 Index = 1; Index < Count; ++Index )
+    {
+        const int32 NumDependencies = Random.Next( 0, std::min( Index, 4 ) );
+        std::vector<int32> Chosen;
+        while ( static_cast<int32>( Chosen.size() ) < NumDependencies )
+        {
+            const int32 Dependency = Random.Next( 0, Index - 1 );
+            if ( std::find( Chosen.begin(), Chosen.end(), Dependency ) == Chosen.end() )
+            {
+                Chosen.push_back( Dependency );
+                Databases.AddDependency( Index, Dependency );
+            }
+        }
+    }
+    Order.clear();
+    for ( int32 Index = 0; Index < Count; ++Index )
+    {
+        Order.push_back( Index );
+    }
+    for ( int32 Index = Count - 1; Index >= 1; --Index )
+    {
+        std::swap( Order[Index], Order[Random.Next( 0, Index )] );
+    }
+}
+
+// Loads the graph on this thread: every node that can load, in node order, with its dependents.
+void LoadSerially( CDatabaseGraph& Graph )
+{
+    CQorArray<CDatabaseNode*> Roots;
+    for ( CDatabaseNode& Node : Graph.GetNodes() )
+    {
+        if ( CanLoadNodeNotThreadSafe( Node ) )
+        {
+            Roots.Add( &Node );
+        }
+    }
+    for ( CDatabaseNode* pNode : Roots )
+    {
+        LoadNodeAndDependentsSerial( *pNode );
+    }
+}
+
+std::vector<std::string> NodeNames( const CDatabaseGraph& Graph )
+{
+    std::vector<std::string> Names;
+    for ( const CDatabaseNode& Node : Graph.GetNodes() )
+    {
+        Names.push_back( ToStdString( Node.GetData()._Name ) );
+    }
+    return Names;
+}
+} // namespace
+
+// The stress test: graphs of up to 300 databases loaded on the pools, every database exactly once and after
+// all of its dependencies; the serial walk on the same graphs too. Catches a dependent started by two
+// finishing dependencies, or before its last one, a waiter that returns while loads still run, and a lost
+// dependent.
+TEST( NDatabase, RandomGraphsLoadEveryDatabaseOnceAfterItsDependencies )
+{
+    CTaskPools Pools( 4 );
+    const uint32 Seed = static_cast<uint32>( std::random_device()() );
+    SCOPED_TRACE( "seed " + std::to_string( Seed ) );
+    CQorRandom Random( Seed );
+    int32 MaxThreadsAtOnce = 0;
+    for ( int32 Round = 0; Round < 40; ++Round )
+    {
+        const int32 Count = Random.Next( 1, 300 );
+        for ( const bool bSerial : { false, true } )
+        {
+            CRecordedDatabases Databases( Count );
+            CQorRandom GraphRandom( Seed + static_cast<uint32>( Round ) );
+            std::vector<int32> Order;
+            MakeRandomGraph( Databases, Count, GraphRandom, Order );
+            const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas( Order );
+            CDatabaseGraph Graph;
+            BuildGraph( Graph, InitDatas, Seed + static_cast<uint32>( Round ) );
+            ASSERT_EQ( Graph.GetNodeCount(), Count );
+            if ( bSerial )
+            {
+                LoadSerially( Graph );
+            }
+            else
+            {
+                ASSERT_TRUE( LoadGraph( Graph ) );
+            }
+            Databases.ExpectLoadedOnceInOrder();
+            MaxThreadsAtOnce = std::max( MaxThreadsAtOnce, Databases.MaxThreadsAtOnce() );
+            for ( const CDatabaseNode& Node : Graph.GetNodes() )
+            {
+                ASSERT_EQ( Node.GetData()._LoadStatus, ELoadStatus::Loaded );
+                ASSERT_EQ( Node.GetData()._RemainingDependencies.load(), 0 );
+            }
+        }
+    }
+    // The loads did overlap: the test saw what threads do, not one thread after another.
+    EXPECT_GT( MaxThreadsAtOnce, 1 );
+}
+
+// A database with two dependencies loads once, after both; so does the join of a diamond, with task threads
+// and without (where tasks run on their creator).
+TEST( NDatabase, DiamondLoadsTheJoinOnceAfterBothSides )
+{
+    for ( const uint32 Workers : { 4u, 0u } )
+    {
+        CTaskPools Pools( 4 );
+        SetNumTaskThreads( Workers );
+        CRecordedDatabases Databases( 4 );
+        Databases.AddDependency( 1, 0 );
+        Databases.AddDependency( 2, 0 );
+        Databases.AddDependency( 3, 1 );
+        Databases.AddDependency( 3, 2 );
+        CDatabaseGraph Graph;
+        BuildGraph( Graph, Databases.MakeInitDatas(), 11 );
+        EXPECT_TRUE( LoadGraph( Graph ) );
+        Databases.ExpectLoadedOnceInOrder();
+        EXPECT_GT( Databases.Tick( 3 ), std::max( Databases.Tick( 1 ), Databases.Tick( 2 ) ) );
+    }
+}
+
+// The shuffle: the same seed gives the same order, and the seed is in the log. Over a few seeds the orders
+// differ, so the registration order can't hide.
+TEST( NDatabase, BuildGraphShufflesWithTheLoggedSeed )
+{
+    CRecordedDatabases Databases( 12 );
+    const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas();
+    CLogCapture Log;
+    CDatabaseGraph First;
+    CDatabaseGraph Second;
+    BuildGraph( First, InitDatas, 4242 );
+    BuildGraph( Second, InitDatas, 4242 );
+    EXPECT_EQ( NodeNames( First ), NodeNames( Second ) );
+    EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG ),
+               ( std::vector<std::string>{ "Shuffling databases, seed: 4242", "Shuffling databases, seed: 4242" } ) );
+    std::set<std::vector<std::string>> Orders;
+    for ( uint32 Seed = 0; Seed < 8; ++Seed )
+    {
+        CDatabaseGraph Graph;
+        BuildGraph( Graph, InitDatas, Seed );
+        Orders.insert( NodeNames( Graph ) );
+        int32 Index = 0;
+        for ( const CDatabaseNode& Node : Graph.GetNodes() )
+        {
+            EXPECT_EQ( Node.GetData()._Index, Index++ );
+        }
+    }
+    EXPECT_EQ( Orders.size(), 8u );
+
+    // The seed from the clock is logged as a number.
+    CDatabaseGraph FromClock;
+    BuildGraph( FromClock, InitDatas );
+    const std::vector<std::string> Texts = Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG );
+    ASSERT_FALSE( Texts.empty() );
+    EXPECT_EQ( Texts.back().rfind( "Shuffling databases, seed: ", 0 ), 0u ) << Texts.back();
+}
+
+// A hidden order dependency: "Items" reads what "Textures" made without declaring it, and registration order
+// hides that. The test load of "Items" finds it at once; so do shuffled loads of the whole graph.
+TEST( NDatabase, ShuffledTestLoadsFindAHiddenOrderDependency )
+{
+    bool bTexturesReady = false;
+    int32 ItemsWithoutTextures = 0;
+    CQorArray<CInitData> InitDatas;
+    InitDatas.Add( CInitData( "Textures", {}, [&] { bTexturesReady = true; } ) );
+    InitDatas.Add( CInitData( "Items", {}, [&] { ItemsWithoutTextures += bTexturesReady ? 0 : 1; } ) );
+    InitDatas.Add( CInitData( "Level", { "Items", "Textures" }, {} ) );
+
+    // In registration order, one after the other, all is well.
+    for ( const CInitData& Data : InitDatas )
+    {
+        if ( Data._LoadFunction )
+        {
+            Data._LoadFunction();
+        }
+    }
+    ASSERT_EQ( ItemsWithoutTextures, 0 );
+
+    bTexturesReady = false;
+    CTaskPools Pools( 4 );
+    EXPECT_TRUE( TestDatabase( InitDatas, 1 ) );
+    EXPECT_EQ( ItemsWithoutTextures, 1 );
+    EXPECT_FALSE( bTexturesReady );
+
+    int32 SeedsThatFindIt = 0;
+    for ( uint32 Seed = 0; Seed < 16; ++Seed )
+    {
+        bTexturesReady = false;
+        ItemsWithoutTextures = 0;
+        CDatabaseGraph Graph;
+        BuildGraph( Graph, InitDatas, Seed );
+        LoadSerially( Graph );
+        SeedsThatFindIt += ItemsWithoutTextures;
+    }
+    EXPECT_GT( SeedsThatFindIt, 0 );
+    EXPECT_LT( SeedsThatFindIt, 16 );
+}
+
+// The test load takes the database and all of its dependencies, each once, and runs their post-load
+// functions, and nothing else.
+TEST( NDatabase, TestDatabaseLoadsTheDatabaseWithItsDependenciesOnly )
+{
+    CTaskPools Pools( 4 );
+    CRecordedDatabases Databases( 6 );
+    Databases.AddDependency( 4, 2 );
+    Databases.AddDependency( 4, 3 );
+    Databases.AddDependency( 3, 1 );
+    Databases.AddDependency( 2, 1 );
+    Databases.AddDependency( 5, 4 );
+    const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas();
+    CLogCapture Log;
+    EXPECT_TRUE( TestDatabase( InitDatas, 4 ) );
+    const std::vector<int32> Expected{ 0, 1, 1, 1, 1, 0 };
+    for ( int32 Index = 0; Index < 6; ++Index )
+    {
+        EXPECT_EQ( Databases.Loads( Index ), Expected[Index] ) << Index;
+        EXPECT_EQ( Databases.PostLoads( Index ), Expected[Index] ) << Index;
+        EXPECT_EQ( Databases.EarlyStarts( Index ), 0 ) << Index;
+    }
+    const std::vector<std::string> Texts = Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG );
+    ASSERT_EQ( Texts.size(), 2u );
+    EXPECT_EQ( Texts[0], "Databases: Load database and its dependencies at index='4' name=db4'" );
+}
+
+// The bounds of the test load, with the index equal to the size let through to the array's assertion.
+TEST( NDatabase, TestDatabaseIndexBoundsKeepTheirOffByOne )
+{
+    CRecordedDatabases Databases( 3 );
+    const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas();
+    const CQorArray<CInitData> NoInitDatas;
+    struct SCase
+    {
+        const CQorArray<CInitData>* pInitDatas;
+        int32 Index;
+        std::vector<std::string> Errors;
+        std::vector<std::string> Asserts;
+    };
+    const SCase Cases[] = {
+        { &InitDatas, -1, { "Databases: Text index '-1' out of bounds" }, {} },
+        { &InitDatas, 3, {}, { "nIndex > -1 && nIndex < _nSize" } },
+        { &InitDatas, 4, { "Databases: Text index '4' out of bounds" }, {} },
+        { &NoInitDatas, 0, { "Databases: Text index '0' out of bounds" }, {} },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        CLogCapture Log;
+        CAssertRecorder Asserts;
+        EXPECT_FALSE( TestDatabase( *Case.pInitDatas, Case.Index ) );
+        EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ), Case.Errors ) << Case.Index;
+        EXPECT_EQ( Asserts.Texts(), Case.Asserts ) << Case.Index;
+        EXPECT_TRUE( Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG ).empty() ) << Case.Index;
+    }
+    for ( int32 Index = 0; Index < 3; ++Index )
+    {
+        EXPECT_EQ( Databases.Loads( Index ), 0 );
+    }
+}
+
+// Bad records: each is told with its text, and the graph loads what it can.
+TEST( NDatabase, BadRecordsAreToldByName )
+{
+    struct SCase
+    {
+        const char* pWhat;
+        std::vector<CInitData> Records;
+        std::vector<std::string> Errors;
+        std::vector<std::string> Asserts;
+        int32 Nodes;
+        int32 Edges;
+    };
+    const SCase Cases[] = {
+        { "missing dependency",
+          { CInitData( "Items", { "Textures", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) },
+          { "Databases: 'Items' depends on 'Textures', which isn't registered; it loads without it" },
+          { "ppDependency" },
+          2,
+          1 },
+        { "registered twice",
+          { CInitData( "Items", {}, {} ), CInitData( "Items", {}, {} ) },
+          { "Databases: 'Items' is registered twice; one of its records is left out of the graph" },
+          {},
+          1,
+          0 },
+        { "dependency listed twice",
+          { CInitData( "Items", { "Sounds", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) },
+          {},
+          { "New edge would duplicate an existing edge in the graph, violating the unique edge policy." },
+          2,
+          2 },
+    };
+    CTaskPools Pools( 4 );
+    for ( const SCase& Case : Cases )
+    {
+        CQorArray<CInitData> InitDatas;
+        for ( const CInitData& Data : Case.Records )
+        {
+            InitDatas.Add( Data );
+        }
+        CLogCapture Log;
+        CAssertRecorder Asserts;
+        CDatabaseGraph Graph;
+        BuildGraph( Graph, InitDatas, 3 );
+        EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ), Case.Errors ) << Case.pWhat;
+        EXPECT_EQ( Asserts.Texts(), Case.Asserts ) << Case.pWhat;
+        EXPECT_EQ( Graph.GetNodeCount(), Case.Nodes ) << Case.pWhat;
+        EXPECT_EQ( Graph.GetEdgeCount(), Case.Edges ) << Case.pWhat;
+        EXPECT_TRUE( LoadGraph( Graph ) ) << Case.pWhat;
+    }
+}
+
+// A dependency cycle can't load: the load completes, loads everything outside the cycle and behind it, and
+// names each database left. Also when nothing at all can start.
+TEST( NDatabase, CycleCompletesTheLoadAndNamesTheDatabasesLeft )
+{
+    CTaskPools Pools( 4 );
+    int32 Loads = 0;
+    const auto Count = [&] { ++Loads; };
+    CQorArray<CInitData> InitDatas;
+    InitDatas.Add( CInitData( "A", { "B" }, Count ) );
+    InitDatas.Add( CInitData( "B", { "A", "Base" }, Count ) );
+    InitDatas.Add( CInitData( "C", { "A" }, Count ) );
+    InitDatas.Add( CInitData( "Base", {}, Count ) );
+    InitDatas.Add( CInitData( "Lone", {}, Count ) );
+    {
+        CLogCapture Log;
+        CDatabaseGraph Graph;
+        BuildGraph( Graph, InitDatas, 0 );
+        EXPECT_FALSE( LoadGraph( Graph ) );
+        EXPECT_EQ( Loads, 2 );
+        std::vector<std::string> Errors = Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR );
+        std::sort( Errors.begin(), Errors.end() );
+        EXPECT_EQ( Errors, ( std::vector<std::string>{
+                               "Databases: 'A' was not loaded: it is in or behind a dependency cycle",
+                               "Databases: 'B' was not loaded: it is in or behind a dependency cycle",
+                               "Databases: 'C' was not loaded: it is in or behind a dependency cycle" } ) );
+    }
+    CQorArray<CInitData> OnlyCycle;
+    OnlyCycle.Add( CInitData( "X", { "Y" }, Count ) );
+    OnlyCycle.Add( CInitData( "Y", { "X" }, Count ) );
+    CLogCapture Log;
+    CDatabaseGraph Graph;
+    BuildGraph( Graph, OnlyCycle, 0 );
+    EXPECT_FALSE( LoadGraph( Graph ) );
+    EXPECT_EQ( Loads, 2 );
+    EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ).size(), 2u );
+}
+
+// LoadNode's preconditions, with their texts, and what the node then holds.
+TEST( NDatabase, LoadNodeAssertsItsPreconditions )
+{
+    int32 Loads = 0;
+    CDatabaseGraph Graph;
+    CDatabaseNode* pDependency = Graph.AddNode(
+        0, "Dependency", [&] { ++Loads; }, FDatabaseFunction() );
+    CDatabaseNode* pNode = Graph.AddNode( 1, "Node", FDatabaseFunction(), FDatabaseFunction() );
+    Graph.AddEdge( pNode, pDependency );
+    pNode->GetData()._RemainingDependencies.store( 1 );
+
+    CAssertRecorder Asserts;
+    EXPECT_FALSE( CanLoadNodeNotThreadSafe( *pNode ) );
+    EXPECT_FALSE( CanLoadAllNotThreadSafe( CQorHybridArray<CDatabaseNode*, 2>{ pDependency, pNode } ) );
+    EXPECT_TRUE( CanLoadAllNotThreadSafe( CQorHybridArray<CDatabaseNode*, 2>{ pDependency } ) );
+    LoadNode( *pNode );
+    EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "CanLoadNodeNotThreadSafe( Node )" } );
+    EXPECT_EQ( pNode->GetData()._LoadStatus, ELoadStatus::Loaded );
+
+    Asserts.Clear();
+    LoadNodeAndDependentsSerial( *pDependency );
+    EXPECT_EQ( Loads, 1 );
+    EXPECT_EQ( pNode->GetData()._RemainingDependencies.load(), 0 );
+    // The dependent was loaded already: the walk reaches it a second time.
+    EXPECT_EQ( Asserts.Texts(),
+               std::vector<std::string>{ "NodeData._LoadStatus == NDatabase::ELoadStatus::NotLoaded" } );
+}
+
+// The init times: each node's own time, and with every dependency counted once, also through a diamond.
+TEST( NDatabase, LogInitTimesCountsEachDependencyOnce )
+{
+    CDatabaseGraph Graph;
+    CDatabaseNode* pTop = Graph.AddNode( 0, "Top", FDatabaseFunction(), FDatabaseFunction() );
+    CDatabaseNode* pLeft = Graph.AddNode( 1, "Left", FDatabaseFunction(), FDatabaseFunction() );
+    CDatabaseNode* pRight = Graph.AddNode( 2, "Right", FDatabaseFunction(), FDatabaseFunction() );
+    CDatabaseNode* pBase = Graph.AddNode( 3, "Base", FDatabaseFunction(), FDatabaseFunction() );
+    Graph.AddEdge( pTop, pLeft );
+    Graph.AddEdge( pTop, pRight );
+    Graph.AddEdge( pLeft, pBase );
+    Graph.AddEdge( pRight, pBase );
+    pTop->GetData()._LoadTime = 1999999;
+    pLeft->GetData()._LoadTime = 20000000;
+    pRight->GetData()._LoadTime = 300000000;
+    pBase->GetData()._LoadTime = 4000000000;
+    CLogCapture Log;
+    LogInitTimes( Graph );
+    EXPECT_EQ(
+        Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG ),
+        ( std::vector<std::string>{ "Database Node Init Time: Top - 1 ms - 4321 ms including dependencies",
+                                    "Database Node Init Time: Left - 20 ms - 4020 ms including dependencies",
+                                    "Database Node Init Time: Right - 300 ms - 4300 ms including dependencies",
+                                    "Database Node Init Time: Base - 4000 ms - 4000 ms including dependencies" } ) );
+}
+
+// The ".gv" text, with and without the nodes that have no edge, and Graphviz's dot accepts it.
+TEST( NDatabase, WriteGraphWritesTheDotTextThatDotRenders )
+{
+    CDatabaseGraph Graph;
+    CDatabaseNode* pLevel = Graph.AddNode( 0, "Level", FDatabaseFunction(), FDatabaseFunction() );
+    CDatabaseNode* pItems = Graph.AddNode( 1, "Items", FDatabaseFunction(), FDatabaseFunction() );
+    Graph.AddNode( 2, "Lone", FDatabaseFunction(), FDatabaseFunction() );
+    CDatabaseNode* pTextures = Graph.AddNode( 3, "Textures", FDatabaseFunction(), FDatabaseFunction() );
+    Graph.AddEdge( pItems, pTextures );
+    Graph.AddEdge( pLevel, pTextures );
+    Graph.AddEdge( pLevel, pItems );
+
+    const CTempPath Base( "database_graph" );
+    const std::string GraphPath = Base.Path() + ".gv";
+    ASSERT_TRUE( WriteGraph( Graph, Base.c_str() ) );
+    // A node's edges come newest first.
+    EXPECT_EQ( ReadWholeFile( GraphPath ), "strict digraph {\n"
+                                           "\t\"Level\"\n"
+                                           "\t\"Level\"->\"Items\"\n"
+                                           "\t\"Level\"->\"Textures\"\n"
+                                           "\t\"Items\"\n"
+                                           "\t\"Items\"->\"Textures\"\n"
+                                           "\t\"Lone\"\n"
+                                           "\t\"Textures\"\n"
+                                           "}" );
+
+    const std::string ImagePath = Base.Path() + ".png";
+    const std::string Command = "dot -Tpng -o '" + ImagePath + "' '" + GraphPath + "'";
+    EXPECT_EQ( std::system( Command.c_str() ), 0 ) << Command;
+    EXPECT_GT( std::filesystem::file_size( ImagePath ), 0u );
+    std::filesystem::remove( ImagePath );
+
+    ASSERT_TRUE( WriteGraph( Graph, Base.c_str(), false ) );
+    EXPECT_EQ( ReadWholeFile( GraphPath ), "strict digraph {\n"
+                                           "\t\"Level\"\n"
+                                           "\t\"Level\"->\"Items\"\n"
+                                           "\t\"Level\"->\"Textures\"\n"
+                                           "\t\"Items\"\n"
+                                           "\t\"Items\"->\"Textures\"\n"
+                                           "\t\"Textures\"\n"
+                                           "}" );
+    std::filesystem::remove( GraphPath );
+
+    CLogCapture Log;
+    EXPECT_FALSE( WriteGraph( Graph, "/nonexistent_folder_of_the_test/graph" ) );
+    EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ),
+               std::vector<std::string>{
+                   "Databases: could not write the graph file '/nonexistent_folder_of_the_test/graph.gv'" } );
+}
+
+// The three options: their texts, what they load, and their exit codes.
+TEST( NDatabase, OptionsLogOrLoadOneDatabaseAndGiveTheirExitCode )
+{
+    CTaskPools Pools( 4 );
+    struct SCase
+    {
+        std::vector<std::string> Arguments;
+        bool bExits;
+        std::vector<int32> Loads;
+        std::vector<std::string> Debug;
+        std::vector<std::string> Errors;
+    };
+    const SCase Cases[] = {
+        { {}, false, { 0, 0, 0 }, {}, {} },
+        { { "--log_databases_count" }, true, { 0, 0, 0 }, { "Database Count: 3" }, {} },
+        { { "--database_test_index=2" }, true, { 1, 0, 1 }, {}, {} },
+        { { "--database_test_index=3" }, true, { 0, 0, 0 }, {}, {} },
+        { { "--database_test_index=4" }, true, { 0, 0, 0 }, {}, { "Databases: Text index '4' out of bounds" } },
+        { { "--database_test_named=db1" }, true, { 0, 1, 0 }, {}, {} },
+        { { "--database_test_named=db9" },
+          false,
+          { 0, 0, 0 },
+          {},
+          { "Databases: no database is named 'db9'; the databases load as usual" } },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        const std::string What = Case.Arguments.empty() ? "no option" : Case.Arguments[0];
+        CRecordedDatabases Databases( 3 );
+        Databases.AddDependency( 2, 0 );
+        const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas();
+        CCommandLineScope CommandLine( Case.Arguments );
+        CLogCapture Log;
+        CAssertRecorder Asserts;
+        const CQorOptional<int32> ExitCode = RunDatabaseOptions( InitDatas, &CommandLine.Get() );
+        ASSERT_EQ( ExitCode.IsSet(), Case.bExits ) << What;
+        if ( Case.bExits )
+        {
+            EXPECT_EQ( ExitCode.GetValue(), 0 ) << What;
+        }
+        for ( int32 Index = 0; Index < 3; ++Index )
+        {
+            EXPECT_EQ( Databases.Loads( Index ), Case.Loads[Index] ) << What << " db" << Index;
+        }
+        std::vector<std::string> Debug;
+        for ( const std::string& Text : Log.Texts( LOG_CATEGORY_HALVORSUND_DEBUG ) )
+        {
+            if ( Text.rfind( "Shuffling", 0 ) != 0 && Text.rfind( "Databases: Load database", 0 ) != 0 )
+            {
+                Debug.push_back( Text );
+            }
+        }
+        EXPECT_EQ( Debug, Case.Debug ) << What;
+        EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ), Case.Errors ) << What;
+    }
+    EXPECT_FALSE( RunDatabaseOptions( CQorArray<CInitData>(), nullptr ).IsSet() );
+}
+
+// The options end the process with their exit code; without one the databases load and the run goes on.
+TEST( NDatabase, LoadDatabasesEndsTheProcessForAnOption )
+{
+    GTEST_FLAG_SET( death_test_style, "threadsafe" );
+    CRecordedDatabases Databases( 3 );
+    Databases.AddDependency( 1, 0 );
+    const CQorArray<CInitData> InitDatas = Databases.MakeInitDatas();
+    EXPECT_EXIT(
+        {
+            CCommandLineScope CommandLine( { "--log_databases_count" } );
+            LoadDatabases( InitDatas );
+            std::exit( 7 );
+        },
+        ::testing::ExitedWithCode( 0 ), "" );
+    {
+        CCommandLineScope CommandLine( {} );
+        EXPECT_TRUE( LoadDatabases( InitDatas ) );
+    }
+    Databases.ExpectLoadedOnceInOrder();
+    EXPECT_EQ( Databases.PostLoads( 0 ), 1 );
+}
+
+// Registration keeps the first record of a name and tells the second.
+TEST( NDatabase, RegisteringANameTwiceKeepsTheFirst )
+{
+    const int32 Before = GetRegisteredDatabases().GetSize();
+    CLogCapture Log;
+    EXPECT_TRUE( RegisterDatabase( CInitData( "RegisteredOnceByTheTest", {}, {} ) ) );
+    const SDatabaseRegistration Second( CInitData( "RegisteredOnceByTheTest", { "Other" }, {} ) );
+    ASSERT_EQ( GetRegisteredDatabases().GetSize(), Before + 1 );
+    EXPECT_TRUE( GetRegisteredDatabases().Back()._Dependencies.IsEmpty() );
+    EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ),
+               std::vector<std::string>{
+                   "Databases: 'RegisteredOnceByTheTest' is registered twice; the second registration is ignored" } );
+    GetRegisteredDatabases().PopBack();
+}
