@@ -304,14 +304,15 @@ void CDatabaseLoadJob::RunShortTask( int32 Key, const char* pLabel, const FTaskF
 {
     QOR_ASSERT( Key >= 0 && Key < _NumSlots );
     const bool bKeyValid = Key >= 0 && Key < _NumSlots;
-    QOR_ASSERT_MSG( !bKeyValid || !_Slots[Key]._bHasTask.load(), "A database load was started twice" );
+    const bool bSlotFree = bKeyValid && !_Slots[Key]._bHasTask.load();
+    QOR_ASSERT_MSG( !bKeyValid || bSlotFree, "A database load was started twice" );
     // Counted before the task exists: the waiter can't finish while this task is on its way.
     _NumStarted.fetch_add( 1 );
     CQorPtr<CTask> pTask;
     ::RunShortTask( pTask, pLabel, Function );
-    if ( !bKeyValid )
+    if ( !bSlotFree )
     {
-        // No slot for it: waited for here, so that the count still holds.
+        // No slot to hold it: waited for here, so that no task is lost and the count still holds.
         pTask->Wait();
         _NumStarted.fetch_sub( 1 );
         return;

@@ -177,6 +177,20 @@ private:
     std::atomic<uint32> _Sink{ 0 };
 };
 
+// Counts assertion reports from any thread, for the stress tests, where the recorder's list would race.
+class CAssertCounter
+{
+public:
+    CAssertCounter() : _pPrevious( SetAssertHandler( &Count ) ) { s_Count.store( 0 ); }
+    ~CAssertCounter() { SetAssertHandler( _pPrevious ); }
+    int32 Get() const { return s_Count.load(); }
+
+private:
+    static void Count( const char*, const char*, uint32, bool, bool*, bool* ) { s_Count.fetch_add( 1 ); }
+    static inline std::atomic<int32> s_Count{ 0 };
+    FQorAssertHandler _pPrevious;
+};
+
 // A random acyclic graph of Count databases, each with up to four dependencies of lower number, and the
 // registration order shuffled, so that no order of the records is a load order by accident.
 void MakeRandomGraph( CRecordedDatabases& Databases, int32 Count, CQorRandom& Random, std::vector<int32>& Order )
@@ -241,6 +255,7 @@ std::vector<std::string> NodeNames( const CDatabaseGraph& Graph )
 TEST( NDatabase, RandomGraphsLoadEveryDatabaseOnceAfterItsDependencies )
 {
     CTaskPools Pools( 4 );
+    const CAssertCounter Asserts;
     const uint32 Seed = static_cast<uint32>( std::random_device()() );
     SCOPED_TRACE( "seed " + std::to_string( Seed ) );
     CQorRandom Random( Seed );
@@ -277,6 +292,7 @@ TEST( NDatabase, RandomGraphsLoadEveryDatabaseOnceAfterItsDependencies )
     }
     // The loads did overlap: the test saw what threads do, not one thread after another.
     EXPECT_GT( MaxThreadsAtOnce, 1 );
+    EXPECT_EQ( Asserts.Get(), 0 );
 }
 
 // A database with two dependencies loads once, after both; so does the join of a diamond, with task threads
@@ -327,6 +343,30 @@ TEST( NDatabase, BuildGraphShufflesWithTheLoggedSeed )
         }
     }
     EXPECT_EQ( Orders.size(), 8u );
+
+    // The order is a Fisher-Yates walk from the top with the workers' generator: the noise sequence from the
+    // seed, under the key 0x13371337, each draw uniform in 0 to the position.
+    for ( uint32 Seed = 0; Seed < 20; ++Seed )
+    {
+        for ( int32 Count = 1; Count <= 12; ++Count )
+        {
+            std::vector<std::string> Expected;
+            for ( int32 Index = 0; Index < Count; ++Index )
+            {
+                Expected.push_back( "db" + std::to_string( Index ) );
+            }
+            uint32 Counter = Seed;
+            for ( int32 Position = Count - 1; Position >= 1; --Position )
+            {
+                const uint32 Draw = ( NoiseHash( Counter++, 0x13371337u ) & 0x7FFFFFFFu ) % uint32( Position + 1 );
+                std::swap( Expected[Position], Expected[Draw] );
+            }
+            CRecordedDatabases Some( Count );
+            CDatabaseGraph Graph;
+            BuildGraph( Graph, Some.MakeInitDatas(), Seed );
+            ASSERT_EQ( NodeNames( Graph ), Expected ) << "seed " << Seed << ", count " << Count;
+        }
+    }
 
     // The seed from the clock is logged as a number.
     CDatabaseGraph FromClock;
@@ -487,6 +527,18 @@ TEST( NDatabase, BadRecordsAreToldByName )
         EXPECT_EQ( Graph.GetEdgeCount(), Case.Edges ) << Case.pWhat;
         EXPECT_TRUE( LoadGraph( Graph ) ) << Case.pWhat;
     }
+
+    // The test load finds the missing dependency while it collects the dependencies, and loads the rest.
+    int32 Loads = 0;
+    CQorArray<CInitData> InitDatas;
+    InitDatas.Add( CInitData( "Items", { "Textures", "Sounds" }, [&] { ++Loads; } ) );
+    InitDatas.Add( CInitData( "Sounds", {}, [&] { ++Loads; } ) );
+    CLogCapture Log;
+    CAssertRecorder Asserts;
+    EXPECT_TRUE( TestDatabase( InitDatas, 0 ) );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Failed to find dependency", "ppDependency" } ) );
+    EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ).size(), 1u );
+    EXPECT_EQ( Loads, 2 );
 }
 
 // A dependency cycle can't load: the load completes, loads everything outside the cycle and behind it, and
