@@ -146,9 +146,6 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* pData, size_t Size )
     CheckBool( CommandLine );
     CQorOptional<CString> String = CommandLine.GetString( g_FuzzString );
     Check( bool( String ) == CommandLine.HasOption( g_FuzzString ) );
-    // Emptied by hand: clang 14 gives the optional its defaulted destructor instead of the constrained one
-    // that destroys the value, and the text would leak.
-    String.Reset();
     CString Usage;
     CommandLine.GetUsage( Usage );
 
