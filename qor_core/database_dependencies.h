@@ -32,6 +32,7 @@
 
 #include <atomic>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 
 namespace NDatabase

@@ -19,6 +19,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 using namespace NDatabase;
@@ -57,12 +58,13 @@ private:
 };
 
 // Databases that record their loads: how often each loaded and ran its post-load function, and how many of
-// its dependencies hadn't finished when it started. Until two loads have run at once, a load waits a moment
-// for company, so that loads on several workers overlap.
+// its dependencies hadn't finished when it started.
 class CRecordedDatabases
 {
 public:
-    explicit CRecordedDatabases( int32 Count ) : _Dependencies( size_t( Count ) ), _Loads( size_t( Count ) )
+    // bWaitForCompany: loads run on several threads, and the first ones wait for a second to run beside them.
+    explicit CRecordedDatabases( int32 Count, bool bWaitForCompany = false )
+        : _Dependencies( size_t( Count ) ), _Loads( size_t( Count ) ), _bWaitForCompany( bWaitForCompany )
     {
         for ( int32 Index = 0; Index < Count; ++Index )
         {
@@ -124,7 +126,7 @@ private:
         {
         }
         const auto Deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds( 2 );
-        while ( _MaxRunning.load() < 2 && std::chrono::steady_clock::now() < Deadline )
+        while ( _bWaitForCompany && _MaxRunning.load() < 2 && std::chrono::steady_clock::now() < Deadline )
         {
             std::this_thread::yield();
         }
@@ -142,6 +144,7 @@ private:
     std::deque<SLoad> _Loads;
     std::atomic<int32> _Running{ 0 };
     std::atomic<int32> _MaxRunning{ 0 };
+    bool _bWaitForCompany;
 };
 
 // Counts assertion reports from any thread, for the stress test, where the recorder's list would race.
@@ -201,7 +204,7 @@ TEST( NDatabase, RandomGraphsLoadEveryDatabaseOnceAfterItsDependencies )
     for ( int32 Round = 0; Round < 60; ++Round )
     {
         const int32 Count = Random.Next( 1, 300 );
-        CRecordedDatabases Databases( Count );
+        CRecordedDatabases Databases( Count, Round % 3 == 0 );
         for ( int32 Index = 1; Index < Count; ++Index )
         {
             std::set<int32> Dependencies;
@@ -646,6 +649,24 @@ TEST( NDatabase, OptionsLogOrLoadOneDatabaseAndGiveTheirExitCode )
         EXPECT_EQ( Log.Texts( LOG_CATEGORY_HALVORSUND_ERROR ), Case.Errors ) << What;
     }
     EXPECT_FALSE( RunDatabaseOptions( CQorArray<CInitData>(), nullptr ).IsSet() );
+
+    // The records are registered, with their help texts and types.
+    const std::tuple<const SCommandLineOption*, std::string, std::string, uint32> Records[] = {
+        { &g_LogDatabasesCountOption, "log_databases_count", "Log the number of databases to debug.log",
+          COMMAND_LINE_OPTION_TYPE_NONE },
+        { &g_DatabaseTestIndexOption, "database_test_index", "Run database tests on the database at the given index",
+          COMMAND_LINE_OPTION_TYPE_INTEGER },
+        { &g_DatabaseTestNamedOption, "database_test_named", "Run database tests on the database with the given name",
+          COMMAND_LINE_OPTION_TYPE_STRING },
+    };
+    const CQorArray<const SCommandLineOption*>& Options = CQorCommandLine::GetOptions();
+    for ( const auto& [pOption, Name, Documentation, Type] : Records )
+    {
+        EXPECT_NE( std::find( Options.begin(), Options.end(), pOption ), Options.end() ) << Name;
+        EXPECT_EQ( ToStdString( pOption->_Name ), Name );
+        EXPECT_EQ( ToStdString( pOption->_Documentation ), Documentation );
+        EXPECT_EQ( pOption->_Type, Type ) << Name;
+    }
 }
 
 // The options end the process with their exit code; without one the databases load and the run goes on.
