@@ -10,6 +10,8 @@
 #include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -419,26 +421,75 @@ TEST( CVirtualFileSystemInit, PhysFSMemoryComesFromTheFixedAllocatorSizedByIoMem
     }
 }
 
-TEST_F( CVirtualFileSystem, CopiesFilesInAndReportsWhatFails )
+TEST_F( CVirtualFileSystem, CopiesFilesInAndReportsEachFailureWithItsText )
 {
-    WriteRealFile( Root / "outside/level.dat", std::string( 3 << 20, 'L' ) );
-    EXPECT_TRUE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "copies/level.dat" ) );
-    EXPECT_EQ( ReadRealFile( WriteDir + "copies/level.dat" ), std::string( 3 << 20, 'L' ) );
-    EXPECT_TRUE( VFSCreateDir( "made/below" ) );
-    EXPECT_TRUE( std::filesystem::is_directory( WriteDir + "made/below" ) );
+    const std::string Source = ( Root / "outside/level.dat" ).string();
+    const std::string Missing = ( Root / "outside/missing.dat" ).string();
+    const std::string Folder = ( Root / "outside" ).string();
+    WriteRealFile( Source, std::string( 3 << 20, 'L' ) );
+    // The large copy meets a file size limit of 1 MiB: its second block fails.
+    struct SRow
+    {
+        std::string Source;
+        const char* pDest;
+        bool bSizeLimit;
+        bool bCopied;
+        std::string Log;
+        const char* pAssert;
+    };
+    const SRow Table[] = {
+        { Source, "copies/level.dat", false, true, "", nullptr },
+        { "relative/level.dat", "copies/a.dat", false, false, "", "File Path is not absolute" },
+        { Missing, "copies/b.dat", false, false,
+          "Failed to open file '" + Missing + "' for reading while copying file due to 'No such file or directory'", nullptr },
+        { Source, "../c.dat", false, false,
+          "Failed to open file '../c.dat' for writing while copying file due to 'VFSOpen Error: ../c.dat filename is "
+          "illegal or insecure'",
+          "filename is illegal or insecure" },
+        { Folder, "copies/d.dat", false, false, "Failed to read from file '" + Folder + "' while copying file", nullptr },
+        { Source, "copies/e.dat", true, false, "Failed to write to file 'copies/e.dat' while copying file", nullptr },
+    };
+    rlimit Previous;
+    ASSERT_EQ( getrlimit( RLIMIT_FSIZE, &Previous ), 0 );
+    const sighandler_t PreviousHandler = signal( SIGXFSZ, SIG_IGN );
+    for ( const SRow& Row : Table )
+    {
+        CLogRecorder Log;
+        CAssertRecorder Asserts;
+        rlimit Limit = Previous;
+        Limit.rlim_cur = Row.bSizeLimit ? rlim_t( 1 << 20 ) : Previous.rlim_cur;
+        ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &Limit ), 0 );
+        const bool bCopied = VFSCopyFile( Row.Source.c_str(), Row.pDest );
+        setrlimit( RLIMIT_FSIZE, &Previous );
+        EXPECT_EQ( bCopied, Row.bCopied ) << Row.pDest;
+        EXPECT_EQ( Log.Texts(), Row.Log.empty() ? std::vector<std::string>{} : std::vector<std::string>{ Row.Log + "\n" } );
+        EXPECT_EQ( Asserts.Texts(), Row.pAssert ? std::vector<std::string>{ Row.pAssert } : std::vector<std::string>{} );
+    }
+    signal( SIGXFSZ, PreviousHandler );
+    EXPECT_TRUE( ReadRealFile( WriteDir + "copies/level.dat" ) == std::string( 3 << 20, 'L' ) );
+    EXPECT_FALSE( std::filesystem::exists( WriteDir + "copies/a.dat" ) );
+    EXPECT_FALSE( std::filesystem::exists( Root / "xdg/Quorlax/c.dat" ) );
+}
 
-    CLogRecorder Log;
-    CAssertRecorder Asserts;
-    EXPECT_FALSE( VFSCopyFile( "relative/level.dat", "copies/x.dat" ) );
-    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/missing.dat" ).c_str(), "copies/x.dat" ) );
-    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "../x.dat" ) );
-    EXPECT_FALSE( VFSCreateDir( "../climb" ) );
-    EXPECT_EQ( Log.Texts(),
-               ( std::vector<std::string>{
-                   "Failed to open file '" + ( Root / "outside/missing.dat" ).string() +
-                       "' for reading while copying file due to 'No such file or directory'\n",
-                   "Failed to open file '../x.dat' for writing while copying file due to 'VFSOpen Error: ../x.dat "
-                   "filename is illegal or insecure'\n",
-                   "Could not create or read directory: ../climb\n" } ) );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "File Path is not absolute", "filename is illegal or insecure" } ) );
+TEST_F( CVirtualFileSystem, CreatesDirectoriesWithTheirParentsOrTellsWhichFailed )
+{
+    WriteRealFile( WriteDir + "plain.txt", "x" );
+    const struct
+    {
+        const char* pPath;
+        bool bMade;
+    } Table[] = {
+        { "made/below", true }, { "made", true }, { "../climb", false }, { "plain.txt", false }, { "plain.txt/sub", false },
+    };
+    for ( const auto& Row : Table )
+    {
+        CLogRecorder Log;
+        EXPECT_EQ( VFSCreateDir( Row.pPath ), Row.bMade ) << Row.pPath;
+        EXPECT_EQ( Log.Texts(), Row.bMade ? std::vector<std::string>{}
+                                          : std::vector<std::string>{ std::string( "Could not create or read directory: " ) +
+                                                                      Row.pPath + "\n" } );
+    }
+    EXPECT_TRUE( std::filesystem::is_directory( WriteDir + "made/below" ) );
+    EXPECT_FALSE( std::filesystem::exists( Root / "xdg/Quorlax/climb" ) );
+    EXPECT_EQ( ReadRealFile( WriteDir + "plain.txt" ), "x" );
 }
