@@ -76,6 +76,13 @@ bool VFSUnmount( const char* pPath );
 const CQorArray<CString>& VFSGetGameDataDirs();
 // The last game data directory. REQUIRES: one is mounted ("No GameDataDirs mounted!"); empty otherwise.
 CString VFSGetLastGameDataDir();
+// Puts the game data directory at OriginalTailIndex in the place of the one at TailIndex, which is unmounted:
+// a mod mounted last replaces the base game where it stood in the search path. Both indices count from the
+// last mounted (0, the one that wins). REQUIRES: both in bounds ("Tail index out of bounds of mounted game
+// data directory array. Index '%i'", "Original tail index out of bounds of mounted game data directory
+// array. Index '%i'"). False, with nothing changed and the reason logged, when a directory that has to be
+// mounted anew has files open.
+bool VFSReplaceGameDataDir( int32 TailIndex, int32 OriginalTailIndex );
 // The search path, front (winning) entry first.
 CQorArray<CString> VFSGetSearchPath();
 // The write directory as PhysFS has it, or empty.
@@ -123,6 +130,14 @@ bool VFSCreateDir( CQorStringView Path );
 // Copies a file of the operating system into the write directory under DestName; failures are logged with the
 // file's name and the reason. REQUIRES: an absolute source path ("File Path is not absolute").
 bool VFSCopyFile( const char* pSourcePath, CQorStringView DestName );
+// The names of the directories, or the text that says why there are none.
+using CVFSListResult = CQorResult<CQorArray<CString>, CString>;
+// The names of the directories right below Dir in the write directory (empty Dir: the write directory
+// itself), sorted byte-wise: save slots, profiles. A name the tree can't address (not UTF-8, or holding '\\'
+// or ':') fails the listing with "Invalid directory name found: <name>", asserted as "Invalid directory name
+// found". Other failures: "No write directory", "<dir> is not a valid file name or path" (absolute, '\\',
+// '.' or '..' parts), "Could not read directory: <dir>".
+CVFSListResult VFSListWriteDir( CQorStringView Dir );
 // Renames a file of the write directory. REQUIRES: NewName with '/' only, and no longer than OldName.
 bool VFSRename( CQorStringView OldName, CQorStringView NewName );
 

@@ -493,3 +493,131 @@ TEST_F( CVirtualFileSystem, CreatesDirectoriesWithTheirParentsOrTellsWhichFailed
     EXPECT_FALSE( std::filesystem::exists( Root / "xdg/Quorlax/climb" ) );
     EXPECT_EQ( ReadRealFile( WriteDir + "plain.txt" ), "x" );
 }
+
+TEST_F( CVirtualFileSystem, ListsTheDirectoriesOfTheWriteDirectoryAndRefusesNamesTheTreeCantAddress )
+{
+    for ( const char* pDir : { "slot2", "slot1", "Profile", "a b", "saves/x", "saves/y/z", "bad/ok", "bad/\xff\xfe",
+                               "colon/a:b", "slash/a\\b" } )
+    {
+        std::filesystem::create_directories( WriteDir + pDir );
+    }
+    WriteRealFile( WriteDir + "notes.txt", "not a directory" );
+    const struct
+    {
+        const char* pDir;
+        std::vector<std::string> Names;
+        const char* pError;
+        const char* pAssert;
+    } Table[] = {
+        { "", { "Profile", "a b", "bad", "colon", "saves", "slash", "slot1", "slot2" }, nullptr, nullptr },
+        { "saves", { "x", "y" }, nullptr, nullptr },
+        { "saves/y/z", {}, nullptr, nullptr },
+        { "missing", {}, "Could not read directory: missing", nullptr },
+        { "notes.txt", {}, "Could not read directory: notes.txt", nullptr },
+        { "../vfs_test", {}, "../vfs_test is not a valid file name or path", "../vfs_test is not a valid file name or path" },
+        { "saves/./x", {}, "saves/./x is not a valid file name or path", "saves/./x is not a valid file name or path" },
+        { "/tmp", {}, "/tmp is not a valid file name or path", "/tmp is not a valid file name or path" },
+        { "bad", {}, "Invalid directory name found: \xff\xfe", "Invalid directory name found" },
+        { "colon", {}, "Invalid directory name found: a:b", "Invalid directory name found" },
+        { "slash", {}, "Invalid directory name found: a\\b", "Invalid directory name found" },
+    };
+    for ( const auto& Row : Table )
+    {
+        CAssertRecorder Asserts;
+        const CVFSListResult Result = VFSListWriteDir( Row.pDir );
+        EXPECT_EQ( Result.IsFailure() ? Result.GetError().GetStdString() : "", Row.pError ? Row.pError : "" ) << Row.pDir;
+        EXPECT_EQ( Result.IsSuccess() ? Sorted( Result.GetValue() ) : std::vector<std::string>{}, Row.Names ) << Row.pDir;
+        EXPECT_EQ( Asserts.Texts(), Row.pAssert ? std::vector<std::string>{ Row.pAssert } : std::vector<std::string>{} );
+    }
+    // The order is the listing's own, not the test's sorting.
+    EXPECT_EQ( Sorted( VFSListWriteDir( "" ).GetValue() ), std::vector<std::string>( Table[ 0 ].Names ) );
+    EXPECT_EQ( VFSListWriteDir( "" ).GetValue()[ 7 ].GetStdString(), "slot2" );
+    EXPECT_TRUE( VFSShutdown() );
+    EXPECT_EQ( VFSListWriteDir( "" ).GetError(), "No write directory" );
+    ASSERT_TRUE( VFSInit( nullptr, "vfs_test", false ) );
+}
+
+TEST_F( CVirtualFileSystem, ReplacesAGameDataDirectoryByItsPositionFromTheTail )
+{
+    for ( const char* pName : { "base", "patch", "mod" } )
+    {
+        WriteRealFile( Root / pName / "who.txt", pName );
+        WriteRealFile( Root / pName / ( std::string( pName ) + "_only.txt" ), pName );
+    }
+    ASSERT_TRUE( MakeZip( Root / "extra.zip", { { "extra.txt", "extra" } }, false ) );
+    const std::string Extra = ReadRealFile( Root / "extra.zip" );
+    // Last components of the search path, front (winning) first.
+    const auto SearchPathNames = [] {
+        std::vector<std::string> Names;
+        for ( const CString& Entry : VFSGetSearchPath() )
+        {
+            Names.push_back( std::filesystem::path( Entry.GetStdString() ).filename().string() );
+        }
+        return Names;
+    };
+    const auto GameDataNames = [] {
+        std::vector<std::string> Names;
+        for ( const CString& Dir : VFSGetGameDataDirs() )
+        {
+            Names.push_back( std::filesystem::path( Dir.GetStdString() ).filename().string() );
+        }
+        return Names;
+    };
+    const struct
+    {
+        int32 TailIndex;
+        int32 OriginalTailIndex;
+        bool bReplaced;
+        std::vector<std::string> GameData;
+        std::vector<std::string> SearchPath;
+        const char* pAssert;
+    } Table[] = {
+        { 2, 0, true, { "mod", "patch" }, { "extra.zip", "patch", "mod" }, nullptr },
+        { 0, 2, true, { "patch", "base" }, { "extra.zip", "base", "patch" }, nullptr },
+        { 1, 0, true, { "base", "mod" }, { "extra.zip", "mod", "base" }, nullptr },
+        { 0, 1, true, { "base", "patch" }, { "extra.zip", "patch", "base" }, nullptr },
+        { 1, 1, true, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" }, nullptr },
+        { 3, 0, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Tail index out of bounds of mounted game data directory array. Index '3'" },
+        { -1, 0, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Tail index out of bounds of mounted game data directory array. Index '-1'" },
+        { 0, 3, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Original tail index out of bounds of mounted game data directory array. Index '3'" },
+    };
+    for ( const auto& Row : Table )
+    {
+        ASSERT_TRUE( VFSShutdown() );
+        ASSERT_TRUE( VFSInit( nullptr, "vfs_test", false ) );
+        for ( const char* pName : { "base", "patch", "mod" } )
+        {
+            ASSERT_TRUE( VFSMountGameDataDir( Root.c_str(), {}, pName ) );
+        }
+        ASSERT_TRUE( VFSMountMemory( Extra.data(), Extra.size(), "extra.zip" ) );
+        CAssertRecorder Asserts;
+        EXPECT_EQ( VFSReplaceGameDataDir( Row.TailIndex, Row.OriginalTailIndex ), Row.bReplaced ) << Row.TailIndex;
+        EXPECT_EQ( GameDataNames(), Row.GameData ) << Row.TailIndex << " " << Row.OriginalTailIndex;
+        EXPECT_EQ( SearchPathNames(), Row.SearchPath ) << Row.TailIndex << " " << Row.OriginalTailIndex;
+        EXPECT_EQ( Asserts.Texts(), Row.pAssert ? std::vector<std::string>{ Row.pAssert } : std::vector<std::string>{} );
+        // The tree follows the search path: the winner's file, the replaced one's files gone, the archive served.
+        EXPECT_EQ( ReadVFSFile( "who.txt" ), SearchPathNames()[ 1 ] );
+        for ( const char* pName : { "base", "patch", "mod" } )
+        {
+            const bool bMounted = std::find( Row.GameData.begin(), Row.GameData.end(), pName ) != Row.GameData.end();
+            EXPECT_EQ( VFSExists( CString( std::string( pName ) + "_only.txt" ) ), bMounted ) << pName;
+        }
+        EXPECT_EQ( ReadVFSFile( "extra.txt" ), "extra" );
+    }
+    // A directory that has to come out with a file open keeps everything as it was.
+    CVFSOpenResult Open = VFSOpen( "patch_only.txt", CFile::OPEN_READ, 0 );
+    ASSERT_TRUE( Open.IsSuccess() );
+    SVFSFile* pOpen = Open.MoveValue();
+    {
+        CLogRecorder Log;
+        EXPECT_FALSE( VFSReplaceGameDataDir( 1, 0 ) );
+        EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "Failed to replace game data dir '" + ( Root / "patch" ).string() +
+                                                          "' by '" + ( Root / "mod" ).string() + "': files still open\n" } );
+    }
+    EXPECT_EQ( GameDataNames(), ( std::vector<std::string>{ "base", "patch", "mod" } ) );
+    EXPECT_EQ( SearchPathNames(), ( std::vector<std::string>{ "extra.zip", "mod", "patch", "base" } ) );
+    VFSClose( pOpen );
+}
