@@ -80,6 +80,11 @@ bool CFile::Exists() const
     return false;
 }
 
+bool CFile::Flush()
+{
+    return true;
+}
+
 void CFile::ResetFile( uint32 Type, uint32 Mode )
 {
     _Type = Type;
@@ -294,6 +299,11 @@ uint32 CArchiveFile::GetChecksum( int32 MaxSize )
 bool CArchiveFile::Exists() const
 {
     return !_FileName.IsEmpty() && VFSStat( _FileName, nullptr, nullptr );
+}
+
+bool CArchiveFile::Flush()
+{
+    return VFSFlush( _pHandle );
 }
 
 namespace NFile

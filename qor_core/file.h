@@ -63,6 +63,8 @@ public:
     virtual bool ReadRange( int32 Start, int32 End, FReadRangeCallback Callback, void* pUser );
     // Whether the file exists in storage under its name.
     virtual bool Exists() const;
+    // Hands what the file holds back to storage. False when that failed; true for a file that holds nothing back.
+    virtual bool Flush();
 
     bool IsBinary() const { return _Type == 0; }
     bool IsWriteMode() const { return _Mode != OPEN_READ; }
@@ -129,6 +131,8 @@ public:
     uint64 GetModifiedTime() const override;
     uint32 GetChecksum( int32 MaxSize ) override;
     bool Exists() const override;
+    // Writes out the 1 MiB buffer.
+    bool Flush() override;
 
     SVFSFile* GetHandle() const { return _pHandle; }
 

@@ -54,7 +54,7 @@ public:
     bool IsOpen() const { return _Handle != NPlatform::INVALID_FILE_HANDLE; }
     bool HasFailed() const { return _bFailed; }
     // Hands the buffered bytes to the system. False when the file is not open or a write fell short.
-    bool Flush();
+    bool Flush() override;
 
 private:
     static constexpr int32 c_BufferSize = 1 << 16;

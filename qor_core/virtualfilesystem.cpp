@@ -45,6 +45,8 @@ CQorArray<CString> s_MountedPrefixes;
 CMutex s_CloseMutex( "vfs_close" );
 std::atomic<bool> s_bSkipPathVerify{ true };
 std::atomic<bool> s_bAllowMainThreadOpen{ false };
+// Handles given out and not yet closed.
+std::atomic<int32> s_nOpenFiles{ 0 };
 
 struct SVerifyEntry
 {
@@ -408,6 +410,12 @@ bool VFSInit( const char* pArgv0, const char* pUserDirName, bool bMountDefaults 
 
 bool VFSShutdown()
 {
+    const int32 nOpenFiles = s_nOpenFiles.load();
+    QOR_ASSERT_MSG( nOpenFiles == 0, "%d files are still open; the file system stays up", nOpenFiles );
+    if ( nOpenFiles != 0 )
+    {
+        return false;
+    }
     VFSStopVerifyThread();
     VFSClearPreEnumerations();
     NPhysFSLayer::ClearSearchPath();
@@ -675,6 +683,7 @@ CVFSOpenResult VFSOpen( CQorStringView Name, uint32 Mode, uint64 BufferSize )
         return CVFSOpenResult::Failure( "Error setting buffer for file." );
     }
     SVFSFile* pFile = new SVFSFile{ pHandle, Mode != CFile::OPEN_READ };
+    s_nOpenFiles.fetch_add( 1 );
     return CVFSOpenResult::Success( pFile );
 }
 
@@ -694,6 +703,7 @@ void VFSClose( SVFSFile* pFile )
         }
     }
     delete pFile;
+    s_nOpenFiles.fetch_sub( 1 );
 }
 
 uint64 VFSRead( SVFSFile* pFile, void* pData, uint64 Size )
@@ -731,6 +741,11 @@ uint64 VFSWrite( SVFSFile* hFile, const void* pData, uint64 Size )
         Throttle( StartNs, Size, Limit );
     }
     return bWritten ? Size : 0;
+}
+
+bool VFSFlush( SVFSFile* pFile )
+{
+    return pFile != nullptr && PHYSFS_flush( pFile->_pFile ) != 0;
 }
 
 CString VFSGetLastErrorText()

@@ -50,8 +50,10 @@ CQorIOStats& GetIOStats();
 // directories are mounted. False, with the error logged, when PhysFS can't start or the write directory
 // can't be set. REQUIRES: not initialised.
 bool VFSInit( const char* pArgv0, const char* pUserDirName, bool bMountDefaults );
-// Ends pre-enumeration, forgets the mounts, stops PhysFS and destroys its allocator. Whether PhysFS stopped
-// (it doesn't while files are open). Stops the verify thread first.
+// Ends pre-enumeration, forgets the mounts, stops PhysFS and destroys its allocator. Whether PhysFS stopped.
+// Stops the verify thread first. REQUIRES: every handle closed (a file logger writing through the file system
+// destroyed): otherwise nothing stops, since PhysFS would free handles still in use ("%d files are still open;
+// the file system stays up").
 bool VFSShutdown();
 bool VFSIsInitialised();
 
@@ -101,6 +103,8 @@ void VFSClose( SVFSFile* pFile );
 uint64 VFSRead( SVFSFile* pFile, void* pData, uint64 Size );
 // Size when all was written, else 0; held back to g_VFSWriteLimit. REQUIRES: a handle opened for writing.
 uint64 VFSWrite( SVFSFile* pFile, const void* pData, uint64 Size );
+// Writes out what the handle's buffer holds. False when that failed or there is no handle.
+bool VFSFlush( SVFSFile* pFile );
 // Why the last call of this thread failed, as PhysFS tells it ("corrupted", "not found", ...); empty when
 // nothing failed since the last question. Asking clears it.
 CString VFSGetLastErrorText();
