@@ -80,6 +80,26 @@ bool CFile::Exists() const
     return false;
 }
 
+bool CFile::ReadInt32( int32* pValue )
+{
+    return Read( pValue, sizeof( *pValue ) );
+}
+
+void CFile::WriteBlob( const CBlob& Blob )
+{
+    Write( Blob.GetData(), Blob.GetSize() );
+}
+
+void CFile::WriteInt32( int32 Value )
+{
+    Write( &Value, sizeof( Value ) );
+}
+
+void CFile::WriteUInt8( uint8 Value )
+{
+    Write( &Value, sizeof( Value ) );
+}
+
 bool CFile::Flush()
 {
     return true;
@@ -203,26 +223,6 @@ bool CArchiveFile::ReadBlob( CBlob& Blob )
         return false;
     }
     return true;
-}
-
-bool CArchiveFile::ReadInt32( int32* pValue )
-{
-    return Read( pValue, sizeof( *pValue ) );
-}
-
-void CArchiveFile::WriteBlob( const CBlob& Blob )
-{
-    Write( Blob.GetData(), Blob.GetSize() );
-}
-
-void CArchiveFile::WriteInt32( int32 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
-void CArchiveFile::WriteUInt8( uint8 Value )
-{
-    Write( &Value, sizeof( Value ) );
 }
 
 void CArchiveFile::Write( const void* pData, int32 nSize )

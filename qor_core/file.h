@@ -40,11 +40,13 @@ public:
     virtual bool Read( void* pData, int32 Size ) = 0;
     // Replaces the blob's contents by the whole file.
     virtual bool ReadBlob( CBlob& Blob ) = 0;
-    // Reads four bytes in the processor's order.
-    virtual bool ReadInt32( int32* pValue ) = 0;
-    virtual void WriteBlob( const CBlob& Blob ) = 0;
-    virtual void WriteInt32( int32 Value ) = 0;
-    virtual void WriteUInt8( uint8 Value ) = 0;
+    // Reads four bytes in the processor's order, through Read.
+    virtual bool ReadInt32( int32* pValue );
+    // The typed writes go through Write, so that a class's rules for Write (its mode, its room, its failure)
+    // hold for them too: the blob's bytes, four bytes in the processor's order, one byte.
+    virtual void WriteBlob( const CBlob& Blob );
+    virtual void WriteInt32( int32 Value );
+    virtual void WriteUInt8( uint8 Value );
     virtual void Write( const void* pData, int32 Size ) = 0;
     virtual bool IsGood() const = 0;
     virtual void SetType( uint32 Type ) { _Type = Type; }
@@ -115,11 +117,7 @@ public:
     bool Reopen( uint32 Type, uint32 Mode ) override;
     bool Read( void* pData, int32 Size ) override;
     bool ReadBlob( CBlob& Blob ) override;
-    bool ReadInt32( int32* pValue ) override;
     // The writes REQUIRE a write mode, and in text mode blocks below 128 KiB.
-    void WriteBlob( const CBlob& Blob ) override;
-    void WriteInt32( int32 Value ) override;
-    void WriteUInt8( uint8 Value ) override;
     void Write( const void* pData, int32 Size ) override;
     bool IsGood() const override;
     bool Seek( uint64 Position ) override;
