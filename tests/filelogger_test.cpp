@@ -3,6 +3,7 @@
 #include "qor_core/qor_log_categories.h"
 #include "qor_core/thread/qor_thread.h"
 #include "tests/assert_recorder.h"
+#include "tests/commandline_test_utils.h"
 #include "tests/log_test_utils.h"
 #include "tests/test_threads.h"
 #include "tests/vfs_test_utils.h"
@@ -289,13 +290,16 @@ class CFileLoggerThroughTheFileSystem : public NVFSTest::CVFSFixture
 TEST_F( CFileLoggerThroughTheFileSystem, TreePathsLandInTheWriteDirectoryAndAbsolutePathsStayOutside )
 {
     const std::string Absolute = ( Root / "native.log" ).string();
+    CTempWorkingDirectory WorkingDirectory;
+    CString Made;
+    MakeLogFileName( Made, "made", ".log", "net" );
     const struct
     {
         std::string Path;
         std::string RealPath;
     } Table[] = {
         { "logs/game_error.log", WriteDir + "logs/game_error.log" },
-        { "logs/net/p_error_q.txt", WriteDir + "logs/net/p_error_q.txt" },
+        { Made.GetStdString(), WriteDir + "logs/net/made.log" },
         { Absolute, Absolute },
     };
     for ( const auto& Row : Table )
@@ -310,7 +314,8 @@ TEST_F( CFileLoggerThroughTheFileSystem, TreePathsLandInTheWriteDirectoryAndAbso
         }
         EXPECT_TRUE( Asserts.Texts().empty() ) << Row.Path;
     }
-    EXPECT_FALSE( std::filesystem::exists( "logs/game_error.log" ) );
+    // Nothing of it in the working directory, not even the folder.
+    EXPECT_TRUE( std::filesystem::is_empty( WorkingDirectory.Path() ) );
 }
 
 TEST_F( CFileLoggerThroughTheFileSystem, FlushClearAndShutdownKeepTheHandleSafe )
