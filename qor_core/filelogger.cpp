@@ -58,7 +58,8 @@ int32 AppendWithLineEnds( CString& Line, CQorStringView Text )
 CFile* OpenLogFile( const CString& Path )
 {
     const CQorStringView View( Path );
-    if ( !View.IsEmpty() && View[ 0 ] != '/' && View.Find( '\\' ) == CQorStringView::npos && !VFSGetWriteDir().IsEmpty() )
+    const bool bTreePath = !View.IsEmpty() && View[ 0 ] != '/' && View.Find( '\\' ) == CQorStringView::npos;
+    if ( bTreePath && !VFSGetWriteDir().IsEmpty() )
     {
         try
         {

@@ -297,7 +297,8 @@ std::string PreEnumerationKey( CQorStringView Dir, CQorStringView Extension, CQo
 // A tree path below the write directory: relative, '/' only, no '.' or '..' parts, no NUL. Empty is the root.
 bool IsWriteDirPath( const std::string& Path )
 {
-    if ( Path.find( '\\' ) != std::string::npos || Path.find( '\0' ) != std::string::npos || ( !Path.empty() && Path[ 0 ] == '/' ) )
+    const bool bBadCharacter = Path.find_first_of( std::string_view( "\\\0", 2 ) ) != std::string::npos;
+    if ( bBadCharacter || ( !Path.empty() && Path[ 0 ] == '/' ) )
     {
         return false;
     }

@@ -168,10 +168,12 @@ bool MountAtFront( const CQorArray<SMountedEntry>& Entries )
     {
         const SMountedEntry& Entry = Entries[ i ];
         const int32 nMemory = FindMemoryMount( Entry._Path );
-        const bool bMounted =
-            nMemory >= 0 ? PHYSFS_mountMemory( s_MemoryMounts[ nMemory ]._pData, s_MemoryMounts[ nMemory ]._Size, nullptr,
-                                               Entry._Path.GetData(), Entry._MountPoint.GetData(), 0 ) != 0
-                         : PHYSFS_mount( Entry._Path.GetData(), Entry._MountPoint.GetData(), 0 ) != 0;
+        const char* pPath = Entry._Path.GetData();
+        const char* pMountPoint = Entry._MountPoint.GetData();
+        const bool bMounted = nMemory >= 0 ? PHYSFS_mountMemory( s_MemoryMounts[ nMemory ]._pData,
+                                                                 s_MemoryMounts[ nMemory ]._Size, nullptr, pPath,
+                                                                 pMountPoint, 0 ) != 0
+                                           : PHYSFS_mount( pPath, pMountPoint, 0 ) != 0;
         bAll = bAll && bMounted;
     }
     return bAll;

@@ -260,7 +260,7 @@ TEST_F( CArchiveFileTest, TypedReadsAndWritesOfEveryKindOfFileGoThroughItsReadAn
     Fixed.WriteBlob( Blob );
     Fixed.WriteInt32( 0x01020304 );
     EXPECT_EQ( Fixed.GetSize(), 4 );
-    EXPECT_EQ( Asserts.Texts(),
-               ( std::vector<std::string>{ "Can't write data on Read Mode", "Out of space, will not write the Data." } ) );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Can't write data on Read Mode",
+                                                            "Out of space, will not write the Data." } ) );
     EXPECT_EQ( std::string( reinterpret_cast<const char*>( Buffer ), 7 ), std::string( "blob\0\0\0", 7 ) );
 }
