@@ -262,19 +262,38 @@ template <typename IntegerT>
     const uint64 Limit = bNegative ? uint64( Max ) + 1 : uint64( Max );
 
     // As many digits as 64 bits hold go in without a test; a magnitude only grows, so one comparison with the
-    // limit afterwards tells what a test before each multiplication would.
+    // limit afterwards tells what a test before each multiplication would. Two digits per step: the pair's value
+    // is formed beside the running magnitude, which waits for one multiplication and one addition per pair.
     const size_t UncheckedCount = UncheckedDigitCounts[ Base ];
     const char* const pUncheckedEnd =
         static_cast<size_t>( Last - pNext ) > UncheckedCount ? pNext + UncheckedCount : Last;
     uint64 Magnitude = DigitValue( *pNext, Base );
-    for ( ++pNext; pNext != pUncheckedEnd; ++pNext )
+    ++pNext;
+    const uint64 BaseSquared = uint64( Base ) * Base;
+    for ( ;; )
     {
-        const uint32 Digit = DigitValue( *pNext, Base );
-        if ( Digit >= Base )
+        if ( pUncheckedEnd - pNext >= 2 )
         {
-            break;
+            const uint32 High = DigitValue( pNext[ 0 ], Base );
+            const uint32 Low = DigitValue( pNext[ 1 ], Base );
+            if ( High < Base && Low < Base )
+            {
+                Magnitude = Magnitude * BaseSquared + ( High * Base + Low );
+                pNext += 2;
+                continue;
+            }
         }
-        Magnitude = Magnitude * Base + Digit;
+        // One digit left, or a pair that ends early.
+        if ( pNext != pUncheckedEnd )
+        {
+            const uint32 Digit = DigitValue( *pNext, Base );
+            if ( Digit < Base )
+            {
+                Magnitude = Magnitude * Base + Digit;
+                ++pNext;
+            }
+        }
+        break;
     }
     bool bOverflow = Magnitude > Limit;
     if ( pNext == pUncheckedEnd && pNext != Last ) [[unlikely]]
