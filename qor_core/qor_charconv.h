@@ -76,74 +76,167 @@ inline constexpr std::array<char, 200> DecimalDigitPairs = []
     return Table;
 }();
 
-// The number of decimal digits of Value, 1 for 0: four comparisons per division by 10000. (A count from the bit
-// length needs bsr, whose false dependency on its output register chains one conversion to the next.)
-template <typename UnsignedT>
-[[gnu::always_inline]] inline int32 CountDecimalDigits( UnsignedT Value )
-{
-    int32 Count = 1;
-    for ( ;; )
-    {
-        if ( Value < 10 )
-        {
-            return Count;
-        }
-        if ( Value < 100 )
-        {
-            return Count + 1;
-        }
-        if ( Value < 1000 )
-        {
-            return Count + 2;
-        }
-        if ( Value < 10000 )
-        {
-            return Count + 3;
-        }
-        Value = static_cast<UnsignedT>( Value / 10000 );
-        Count += 4;
-    }
-}
-
 [[gnu::always_inline]] inline void WriteDigitPair( char* pAt, uint32 Pair )
 {
     std::memcpy( pAt, &DecimalDigitPairs[ 2 * Pair ], 2 );
 }
 
-// The decimal digits of Magnitude, written backward so that the last one lands in front of pEnd: two digits per
-// division and remainder by the constant 100, with 32-bit arithmetic where the value fits.
-template <typename UnsignedT>
-[[gnu::always_inline]] inline void WriteDecimalDigits( char* pEnd, UnsignedT Magnitude )
+// The number of decimal digits of Value below 10^8, 1 for 0: three comparisons on every path. (A count from the
+// bit length needs bsr, whose false dependency on its output register chains one conversion to the next.)
+[[gnu::always_inline]] inline int32 CountDecimalDigitsBelow1e8( uint32 Value )
 {
-    // 32-bit divisions are the cheaper ones: a value that fits takes them from the start.
-    if constexpr ( sizeof( UnsignedT ) > sizeof( uint32 ) )
+    if ( Value < 10000 )
     {
-        if ( Magnitude <= 0xFFFFFFFFu )
+        if ( Value < 100 )
         {
-            WriteDecimalDigits( pEnd, static_cast<uint32>( Magnitude ) );
-            return;
+            return Value < 10 ? 1 : 2;
         }
+        return Value < 1000 ? 3 : 4;
     }
-    while ( Magnitude >= 100 )
+    if ( Value < 1000000 )
     {
-        const uint32 Pair = static_cast<uint32>( Magnitude % 100 );
-        Magnitude = static_cast<UnsignedT>( Magnitude / 100 );
+        return Value < 100000 ? 5 : 6;
+    }
+    return Value < 10000000 ? 7 : 8;
+}
+
+// Exactly four digits of Value below 10^4, leading zeros included: two pairs from one division by 100.
+[[gnu::always_inline]] inline void WriteFourDigits( char* pAt, uint32 Value )
+{
+    WriteDigitPair( pAt, Value / 100 );
+    WriteDigitPair( pAt + 2, Value % 100 );
+}
+
+// Exactly eight digits of Value below 10^8: the two halves of a division by 10^4 are independent chains.
+[[gnu::always_inline]] inline void WriteEightDigits( char* pAt, uint32 Value )
+{
+    WriteFourDigits( pAt, Value / 10000 );
+    WriteFourDigits( pAt + 4, Value % 10000 );
+}
+
+// The digits of Value below 10^8, written backward so that the last one lands in front of pEnd: the low four
+// digits split off first, so that no chain of divisions is longer than two.
+[[gnu::always_inline]] inline void WriteDigitsBelow1e8( char* pEnd, uint32 Value )
+{
+    if ( Value >= 10000 )
+    {
+        pEnd -= 4;
+        WriteFourDigits( pEnd, Value % 10000 );
+        Value /= 10000;
+    }
+    if ( Value >= 100 )
+    {
         pEnd -= 2;
-        WriteDigitPair( pEnd, Pair );
+        WriteDigitPair( pEnd, Value % 100 );
+        Value /= 100;
     }
-    if ( Magnitude >= 10 )
+    if ( Value >= 10 )
     {
-        WriteDigitPair( pEnd - 2, static_cast<uint32>( Magnitude ) );
+        WriteDigitPair( pEnd - 2, Value );
     }
     else
     {
-        pEnd[ -1 ] = static_cast<char>( '0' + Magnitude );
+        pEnd[ -1 ] = static_cast<char>( '0' + Value );
     }
+}
+
+// Base-10 digits of a 32-bit magnitude into [First, Last), nothing written when they don't fit. Every division
+// is by a constant; a value of nine or ten digits splits by 10^8 into a head of one or two digits and an
+// eight-digit tail.
+[[gnu::always_inline]] inline std::to_chars_result WriteDecimal( char* First, char* Last, uint32 Magnitude )
+{
+    if ( Magnitude < 100000000 )
+    {
+        const int32 Count = CountDecimalDigitsBelow1e8( Magnitude );
+        if ( Last - First < Count )
+        {
+            return { Last, std::errc::value_too_large };
+        }
+        WriteDigitsBelow1e8( First + Count, Magnitude );
+        return { First + Count, std::errc {} };
+    }
+    const uint32 Head = Magnitude / 100000000;
+    const int32 Count = Head < 10 ? 9 : 10;
+    if ( Last - First < Count )
+    {
+        return { Last, std::errc::value_too_large };
+    }
+    WriteDigitsBelow1e8( First + Count - 8, Head );
+    WriteEightDigits( First + Count - 8, Magnitude % 100000000 );
+    return { First + Count, std::errc {} };
+}
+
+// Base-10 digits of a magnitude beyond 32 bits: split by 10^8 in 64-bit arithmetic once or twice (a magnitude
+// of 17 to 20 digits), then every piece in 32 bits. Out of line: the short values are the frequent ones.
+inline std::to_chars_result WriteLongDecimal( char* First, char* Last, uint64 Magnitude )
+{
+    const uint64 High = Magnitude / 100000000;
+    const uint32 Low = static_cast<uint32>( Magnitude % 100000000 );
+    if ( High < 100000000 )
+    {
+        const uint32 Head = static_cast<uint32>( High );
+        const int32 Count = CountDecimalDigitsBelow1e8( Head ) + 8;
+        if ( Last - First < Count )
+        {
+            return { Last, std::errc::value_too_large };
+        }
+        WriteDigitsBelow1e8( First + Count - 8, Head );
+        WriteEightDigits( First + Count - 8, Low );
+        return { First + Count, std::errc {} };
+    }
+    // At most 1844: UINT64_MAX has 20 digits.
+    const uint32 Head = static_cast<uint32>( High / 100000000 );
+    const uint32 Middle = static_cast<uint32>( High % 100000000 );
+    const int32 Count = CountDecimalDigitsBelow1e8( Head ) + 16;
+    if ( Last - First < Count )
+    {
+        return { Last, std::errc::value_too_large };
+    }
+    WriteDigitsBelow1e8( First + Count - 16, Head );
+    WriteEightDigits( First + Count - 16, Middle );
+    WriteEightDigits( First + Count - 8, Low );
+    return { First + Count, std::errc {} };
+}
+
+[[gnu::always_inline]] inline std::to_chars_result WriteDecimal( char* First, char* Last, uint64 Magnitude )
+{
+    if ( Magnitude <= 0xFFFFFFFFu ) [[likely]]
+    {
+        return WriteDecimal( First, Last, static_cast<uint32>( Magnitude ) );
+    }
+    return WriteLongDecimal( First, Last, Magnitude );
 }
 } // namespace NDetail
 
 namespace NDetail
 {
+// The value of Char as a digit, Base or above when it is none. Up to base 10 only '0' and what follows it can be
+// digits, and the distance from '0' tells without a look-up: anything else lands at Base or above.
+[[gnu::always_inline]] inline uint32 DigitValue( char Char, uint32 Base )
+{
+    if ( Base <= 10 )
+    {
+        return static_cast<uint32>( static_cast<unsigned char>( Char ) ) - '0';
+    }
+    return DigitValues[ static_cast<unsigned char>( Char ) ];
+}
+
+// The digits of each base that a 64-bit accumulator takes whatever they are: n with Base^n <= UINT64_MAX, so
+// that n digits, worth at most Base^n - 1, never wrap. 19 in base 10.
+inline constexpr std::array<uint8, 37> UncheckedDigitCounts = []
+{
+    std::array<uint8, 37> Table {};
+    for ( uint64 Base = 2; Base <= 36; ++Base )
+    {
+        for ( uint64 Power = Base; Power <= std::numeric_limits<uint64>::max() / Base; Power *= Base )
+        {
+            ++Table[ Base ];
+        }
+        ++Table[ Base ];
+    }
+    return Table;
+}();
+
 // The reading loop of from_chars. Always inlined, so that a constant base folds its divisions.
 template <typename IntegerT>
 [[gnu::always_inline]] inline std::from_chars_result ReadInteger( const char* First, const char* Last,
@@ -160,65 +253,79 @@ template <typename IntegerT>
             ++pNext;
         }
     }
-    constexpr UnsignedT Max = static_cast<UnsignedT>( std::numeric_limits<IntegerT>::max() );
-    const UnsignedT Limit = bNegative ? static_cast<UnsignedT>( Max + 1 ) : Max;
-    const UnsignedT UnsignedBase = static_cast<UnsignedT>( Base );
-    const char* const pDigits = pNext;
-    UnsignedT Magnitude = 0;
-    bool bOverflow = false;
-    if constexpr ( sizeof( UnsignedT ) < sizeof( uint64 ) )
+    // The first digit is read apart: without one there is nothing to convert.
+    if ( pNext == Last || DigitValue( *pNext, Base ) >= Base )
     {
-        // Narrow types accumulate in 64 bits and compare once per digit: a magnitude past the limit stops
-        // growing before it can leave 64 bits, so the result is that of the test before each multiplication.
-        uint64 Wide = 0;
-        for ( ; pNext != Last; ++pNext )
+        return { First, std::errc::invalid_argument };
+    }
+    constexpr UnsignedT Max = static_cast<UnsignedT>( std::numeric_limits<IntegerT>::max() );
+    const uint64 Limit = bNegative ? uint64( Max ) + 1 : uint64( Max );
+
+    // As many digits as 64 bits hold go in without a test; a magnitude only grows, so one comparison with the
+    // limit afterwards tells what a test before each multiplication would. Two digits per step: the pair's value
+    // is formed beside the running magnitude, which waits for one multiplication and one addition per pair.
+    const size_t UncheckedCount = UncheckedDigitCounts[ Base ];
+    const char* const pUncheckedEnd =
+        static_cast<size_t>( Last - pNext ) > UncheckedCount ? pNext + UncheckedCount : Last;
+    uint64 Magnitude = DigitValue( *pNext, Base );
+    ++pNext;
+    const uint64 BaseSquared = uint64( Base ) * Base;
+    for ( ;; )
+    {
+        if ( pUncheckedEnd - pNext >= 2 )
         {
-            const uint32 Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
-            if ( Digit >= Base )
+            const uint32 High = DigitValue( pNext[ 0 ], Base );
+            const uint32 Low = DigitValue( pNext[ 1 ], Base );
+            if ( High < Base && Low < Base )
             {
-                break;
-            }
-            if ( Wide <= Limit )
-            {
-                Wide = Wide * Base + Digit;
+                Magnitude = Magnitude * BaseSquared + ( High * Base + Low );
+                pNext += 2;
+                continue;
             }
         }
-        bOverflow = Wide > Limit;
-        Magnitude = static_cast<UnsignedT>( Wide );
+        // One digit left, or a pair that ends early.
+        if ( pNext != pUncheckedEnd )
+        {
+            const uint32 Digit = DigitValue( *pNext, Base );
+            if ( Digit < Base )
+            {
+                Magnitude = Magnitude * Base + Digit;
+                ++pNext;
+            }
+        }
+        break;
     }
-    else
+    bool bOverflow = Magnitude > Limit;
+    if ( pNext == pUncheckedEnd && pNext != Last ) [[unlikely]]
     {
-        // The largest magnitude allowed, split once so that the loop tests before it multiplies.
-        const UnsignedT LimitQuotient = static_cast<UnsignedT>( Limit / UnsignedBase );
-        const UnsignedT LimitRemainder = static_cast<UnsignedT>( Limit % UnsignedBase );
+        // A longer text: the limit split once by the base, so that each further digit is tested before it is
+        // multiplied in. Past the limit the loop keeps reading, so that the result stands behind all the digits.
+        const uint64 LimitQuotient = Limit / Base;
+        const uint64 LimitRemainder = Limit % Base;
         for ( ; pNext != Last; ++pNext )
         {
-            const UnsignedT Digit = DigitValues[ static_cast<unsigned char>( *pNext ) ];
-            if ( Digit >= UnsignedBase )
+            const uint32 Digit = DigitValue( *pNext, Base );
+            if ( Digit >= Base )
             {
                 break;
             }
             if ( Magnitude < LimitQuotient || ( Magnitude == LimitQuotient && Digit <= LimitRemainder ) )
             {
-                Magnitude = static_cast<UnsignedT>( Magnitude * UnsignedBase + Digit );
+                Magnitude = Magnitude * Base + Digit;
             }
             else
             {
-                // Keep reading, so that the result stands behind all the digits.
                 bOverflow = true;
             }
         }
     }
 
-    if ( pNext == pDigits )
-    {
-        return { First, std::errc::invalid_argument };
-    }
     if ( bOverflow )
     {
         return { pNext, std::errc::result_out_of_range };
     }
-    Value = static_cast<IntegerT>( bNegative ? static_cast<UnsignedT>( 0 - Magnitude ) : Magnitude );
+    const UnsignedT Result = static_cast<UnsignedT>( Magnitude );
+    Value = static_cast<IntegerT>( bNegative ? static_cast<UnsignedT>( 0 - Result ) : Result );
     return { pNext, std::errc {} };
 }
 } // namespace NDetail
@@ -235,13 +342,23 @@ std::from_chars_result ReadIntegerInBase( const char* First, const char* Last, I
 
 namespace NDetail
 {
-// Past the reports of a backward range or a base outside 2 to 36, a conversion fails at once with
-// invalid_argument at First, having read and written nothing.
-inline bool IsMisused( const char* First, const char* Last, int32 Base )
+// The reports of a misused conversion, out of line: a good call tests its arguments once and never comes here.
+[[gnu::cold, gnu::noinline]] inline void ReportMisuse( const char* First, const char* Last, int32 Base )
 {
     QOR_ASSERT( First <= Last );
     QOR_ASSERT( Base >= 2 && Base <= 36 );
-    return First > Last || Base < 2 || Base > 36;
+}
+
+// Past the reports of a backward range or a base outside 2 to 36, a conversion fails at once with
+// invalid_argument at First, having read and written nothing.
+[[gnu::always_inline]] inline bool IsMisused( const char* First, const char* Last, int32 Base )
+{
+    if ( First > Last || Base < 2 || Base > 36 ) [[unlikely]]
+    {
+        ReportMisuse( First, Last, Base );
+        return true;
+    }
+    return false;
 }
 } // namespace NDetail
 
@@ -343,13 +460,8 @@ template <NDetail::CharConvInteger IntegerT>
     if ( Base == 10 )
     {
         // The count is known before a digit is made, so the digits go straight to their place.
-        const int32 Count = NDetail::CountDecimalDigits( Magnitude );
-        if ( Last - First < Count )
-        {
-            return { Last, std::errc::value_too_large };
-        }
-        NDetail::WriteDecimalDigits( First + Count, Magnitude );
-        return { First + Count, std::errc {} };
+        using WordT = std::conditional_t<sizeof( UnsignedT ) <= sizeof( uint32 ), uint32, uint64>;
+        return NDetail::WriteDecimal( First, Last, static_cast<WordT>( Magnitude ) );
     }
 
     return NDetail::WriteInOtherBase( First, Last, Magnitude, Base );

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -160,6 +161,29 @@ TEST( CharConv, BoundaryTexts )
     EXPECT_EQ( Unsigned, 3u );
 }
 
+// Texts longer than the 19 digits that 64 bits take without a test: leading zeros, the limits, one past them.
+TEST( CharConv, FromCharsPastNineteenDigits )
+{
+    auto Parse = []( const std::string& Text, auto Value )
+    {
+        const std::from_chars_result Result = from_chars( Text.data(), Text.data() + Text.size(), Value );
+        return std::make_tuple( std::to_string( Value ), Code( Result.ec ), static_cast<int>( Result.ptr - Text.data() ) );
+    };
+    const std::string Zeros( 21, '0' );
+    EXPECT_EQ( Parse( Zeros + "1", uint64( 7 ) ), std::make_tuple( std::string( "1" ), 0, 22 ) );
+    EXPECT_EQ( Parse( Zeros + "18446744073709551615x", uint64( 7 ) ),
+               std::make_tuple( std::string( "18446744073709551615" ), 0, 41 ) );
+    EXPECT_EQ( Parse( "18446744073709551616", uint64( 7 ) ), std::make_tuple( std::string( "7" ), 34, 20 ) );
+    EXPECT_EQ( Parse( "9999999999999999999", uint64( 7 ) ),
+               std::make_tuple( std::string( "9999999999999999999" ), 0, 19 ) );
+    EXPECT_EQ( Parse( "-" + Zeros + "9223372036854775808", int64( 7 ) ),
+               std::make_tuple( std::string( "-9223372036854775808" ), 0, 41 ) );
+    EXPECT_EQ( Parse( "9223372036854775808", int64( 7 ) ), std::make_tuple( std::string( "7" ), 34, 19 ) );
+    EXPECT_EQ( Parse( Zeros + "2147483647", int32( 7 ) ), std::make_tuple( std::string( "2147483647" ), 0, 31 ) );
+    EXPECT_EQ( Parse( std::string( 30, '9' ) + "-", int32( 7 ) ), std::make_tuple( std::string( "7" ), 34, 30 ) );
+    EXPECT_EQ( Parse( std::string( 19, '1' ) + "2", int8( 7 ) ), std::make_tuple( std::string( "7" ), 34, 20 ) );
+}
+
 // Value, base and buffer size; the buffer's text afterwards ('x' where nothing was written), error and end.
 TEST( CharConv, ToCharsSignAndBufferRules )
 {
@@ -192,6 +216,53 @@ TEST( CharConv, ToCharsSignAndBufferRules )
         EXPECT_EQ( std::string( Buffer, size_t( Case.nSize ) ), Case.pText ) << Case.nValue << " in base " << Case.nBase;
         EXPECT_EQ( Result.ec, Case.eError ) << Case.nValue;
         EXPECT_EQ( Result.ptr, Buffer + Case.nEnd ) << Case.nValue;
+    }
+}
+
+// Base 10 around every digit count and every split by 10^4 and 10^8 (zeros inside a piece included), in a buffer
+// of exactly the text's length and in one a character shorter, where nothing may be written.
+TEST( CharConv, ToCharsBase10AtEveryDigitCountAndSplit )
+{
+    std::vector<uint64> Values = { 0, 0xFFFFFFFFu, 0x100000000u, 100000001u, 1000000007u, 10000000000000005u,
+                                   12345678900000000u, 100000000000000000u, std::numeric_limits<uint64>::max() };
+    for ( uint64 Power = 10; Power <= 10000000000000000000u; Power *= 10 )
+    {
+        Values.insert( Values.end(), { Power - 1, Power, Power + 1 } );
+        if ( Power > std::numeric_limits<uint64>::max() / 10 )
+        {
+            break;
+        }
+    }
+    auto Check = []( auto Value )
+    {
+        const std::string Expected = StdText( Value, 10 );
+        const int32 Size = static_cast<int32>( Expected.size() );
+        char Buffer[ 24 ];
+        std::memset( Buffer, 'x', sizeof( Buffer ) );
+        std::to_chars_result Result = to_chars( Buffer, Buffer + Size, Value );
+        EXPECT_EQ( Result.ec, std::errc {} ) << +Value;
+        EXPECT_EQ( Result.ptr, Buffer + Size ) << +Value;
+        EXPECT_EQ( std::string( Buffer, sizeof( Buffer ) ), Expected + std::string( 24 - Expected.size(), 'x' ) );
+
+        std::memset( Buffer, 'x', sizeof( Buffer ) );
+        Result = to_chars( Buffer, Buffer + Size - 1, Value );
+        EXPECT_EQ( Result.ec, std::errc::value_too_large ) << +Value;
+        EXPECT_EQ( Result.ptr, Buffer + Size - 1 ) << +Value;
+        // A negative value keeps its sign, and nothing else is written.
+        const std::string Kept = Expected[ 0 ] == '-' ? "-" : "";
+        EXPECT_EQ( std::string( Buffer, sizeof( Buffer ) ), Kept + std::string( 24 - Kept.size(), 'x' ) ) << +Value;
+    };
+    for ( const uint64 Value : Values )
+    {
+        Check( Value );
+        if ( Value <= 0xFFFFFFFFu )
+        {
+            Check( static_cast<uint32>( Value ) );
+        }
+        if ( Value <= uint64( std::numeric_limits<int64>::max() ) + 1 && Value != 0 )
+        {
+            Check( static_cast<int64>( 0 - Value ) );
+        }
     }
 }
 
