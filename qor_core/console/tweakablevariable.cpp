@@ -3,6 +3,9 @@
 #include "qor_core/qor_assert.h"
 #include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task_scheduler.h"
+#include "qor_core/virtualfilesystem.h"
+
+#include <limits>
 
 void CTweakableBool::Execute( SConsoleCmdResult& Result, CConsoleArguments Arguments )
 {
@@ -51,4 +54,10 @@ CTweakableBool* const g_pEnableTaskThreads =
 CTweakableNumber<int32>* const g_pFileWatcherNotificationDelay = CTweakable::Register<CTweakableNumber<int32>>(
     &g_FileWatcherNotificationDelayMs, "CFilewatcher.NotificationDelay",
     "Milliseconds a changed file must stay quiet before it is reported" );
+CTweakableMinMax<float>* const g_pReadLimit = CTweakable::Register<CTweakableMinMax<float>>(
+    &g_VFSReadLimit, "ReadLimit", "Megabytes per second the file system reads at most; 0 or below is no limit",
+    std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max() );
+CTweakableMinMax<float>* const g_pWriteLimit = CTweakable::Register<CTweakableMinMax<float>>(
+    &g_VFSWriteLimit, "WriteLimit", "Megabytes per second the file system writes at most; 0 or below is no limit",
+    std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max() );
 } // namespace

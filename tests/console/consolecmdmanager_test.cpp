@@ -4,11 +4,13 @@
 #include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task.h"
 #include "qor_core/thread/qor_task_scheduler.h"
+#include "qor_core/virtualfilesystem.h"
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -358,6 +360,40 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     EXPECT_EQ( Manager.ExecuteLine( "CFilewatcher.NotificationDelay 250" )._Text.GetStdString(), "Value 250" );
     EXPECT_EQ( g_FileWatcherNotificationDelayMs, 250 );
     g_FileWatcherNotificationDelayMs = DelayBefore;
+
+    // The file system's throttles: floats over the whole range, a bad value keeps the old one.
+    struct SLimitLine
+    {
+        const char* pLine;
+        bool bSuccess;
+        const char* pText;
+        float Read;
+        float Write;
+    };
+    const SLimitLine LimitLines[] = {
+        { "ReadLimit", true, "Value 0", 0.0f, 0.0f },
+        { "ReadLimit 1.5", true, "Value 1.5", 1.5f, 0.0f },
+        { "WriteLimit -3", true, "Value -3", 1.5f, -3.0f },
+        { "WriteLimit 1e6", true, "Value 1000000", 1.5f, 1e6f },
+        { "ReadLimit fast", false, "Invalid value 'fast'. Value 1.5", 1.5f, 1e6f },
+        { "ReadLimit 0", true, "Value 0", 0.0f, 1e6f },
+        { "WriteLimit 0", true, "Value 0", 0.0f, 0.0f },
+    };
+    for ( const SLimitLine& Line : LimitLines )
+    {
+        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
+        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
+        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
+        EXPECT_EQ( g_VFSReadLimit, Line.Read ) << Line.pLine;
+        EXPECT_EQ( g_VFSWriteLimit, Line.Write ) << Line.pLine;
+    }
+    for ( const char* pName : { "ReadLimit", "WriteLimit" } )
+    {
+        const auto* pLimit = dynamic_cast<const CTweakableMinMax<float>*>( Manager.FindVariable( pName ) );
+        ASSERT_NE( pLimit, nullptr ) << pName;
+        EXPECT_EQ( pLimit->GetMin(), std::numeric_limits<float>::lowest() );
+        EXPECT_EQ( pLimit->GetMax(), std::numeric_limits<float>::max() );
+    }
 
     CAssertRecorder Asserts;
     CConsoleCmdManager::Create();
