@@ -22,12 +22,14 @@ struct SValues
     bool bEnabled = true;
     CString Title = CString( "title" );
     int32 Level = 4;
+    CTweakableColor::CColor Tint = CTweakableColor::CColor( 1.0f, 0.5f, 0.0f, 1.0f );
 
     bool operator==( const SValues& Other ) const
     {
         return Count == Other.Count && Mask == Other.Mask && Speed == Other.Speed &&
                Gravity.GetRaw() == Other.Gravity.GetRaw() && bEnabled == Other.bEnabled && Title == Other.Title &&
-               Level == Other.Level;
+               Level == Other.Level && Tint[0] == Other.Tint[0] && Tint[1] == Other.Tint[1] &&
+               Tint[2] == Other.Tint[2] && Tint[3] == Other.Tint[3];
     }
 };
 
@@ -42,6 +44,7 @@ struct SSettings
         Helper.Add<CTweakableBool>( "Enabled", &Values.bEnabled, "" );
         Helper.Add<CTweakableString>( "Title", &Values.Title, "" );
         Helper.Add<CTweakableMinMax<int32>>( "Level", &Values.Level, "", -5, 5 );
+        Helper.Add<CTweakableColor>( "Tint", &Values.Tint, "" );
     }
 
     // Reads the bytes as a settings file; whether the reader found nothing wrong.

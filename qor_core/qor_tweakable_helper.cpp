@@ -50,6 +50,16 @@ bool StageValue( CTweakable& Tweakable, CQorStringView Text, std::function<void(
     {
         return bParsed;
     }
+    if ( CTweakableColor* pColor = dynamic_cast<CTweakableColor*>( &Tweakable ) )
+    {
+        CTweakableColor::CColor Value;
+        if ( !CTweakableColor::ParseColor( Text, Value ) )
+        {
+            return false;
+        }
+        Apply = [ pColor, Value ] { pColor->Set( Value ); };
+        return true;
+    }
     Apply = [ pTweakable = &Tweakable, Value = CString( Text ) ] { pTweakable->FromString( Value ); };
     return true;
 }

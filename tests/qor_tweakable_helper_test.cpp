@@ -40,6 +40,7 @@ protected:
         _pHelper->Add<CTweakableBool>( "Enabled", &_bEnabled, "A switch" );
         _pHelper->Add<CTweakableString>( "Title", &_Title, "A text" );
         _pHelper->Add<CTweakableMinMax<int32>>( "Level", &_Level, "A bounded number", 0, 10 );
+        _pHelper->Add<CTweakableColor>( "Tint", &_Tint, "A colour" );
         _Manager.FindVariable( "Game.Count" )->SetChangeHook( [ this ]( CTweakable& ) { ++_nCountChanges; } );
     }
     void TearDown() override
@@ -69,8 +70,12 @@ protected:
         EXPECT_TRUE( Result._bSuccess ) << pLine;
         return Result._Text.GetStdString();
     }
-    void ExpectValues( int32 Count, float Speed, const char* pGravity, bool bEnabled, const char* pTitle, int32 Level )
+    void ExpectValues( int32 Count, float Speed, const char* pGravity, bool bEnabled, const char* pTitle, int32 Level,
+                       const char* pTint = "1 0.5 0 1" )
     {
+        CString Tint;
+        _Manager.FindVariable( "Game.Tint" )->ToString( Tint );
+        EXPECT_EQ( Tint.GetStdString(), pTint );
         EXPECT_EQ( _Count, Count );
         EXPECT_EQ( _Speed, Speed );
         EXPECT_EQ( CString( _Gravity ).GetStdString(), pGravity );
@@ -92,6 +97,7 @@ protected:
     bool _bEnabled = true;
     CString _Title = CString( "A \"quoted\" back\\slash" );
     int32 _Level = 4;
+    CTweakableColor::CColor _Tint = CTweakableColor::CColor( 1.0f, 0.5f, 0.0f, 1.0f );
 };
 } // namespace
 
@@ -105,16 +111,17 @@ TEST_F( CTweakableHelperTest, SaveChangeReloadAndResetRoundTrip )
                                            "\t\"Enabled\"=\"true\"\n"
                                            "\t\"Title\"=\"A \\\"quoted\\\" back\\\\slash\"\n"
                                            "\t\"Level\"=\"4\"\n"
+                                           "\t\"Tint\"=\"1 0.5 0 1\"\n"
                                            "}\n" );
     EXPECT_FALSE( std::filesystem::exists( RealPath() + ".tmp" ) );
 
     // Changed from the console, and put back from the file: every kind, the float to its last bit.
     for ( const char* pLine : { "Game.Count 9", "Game.Speed 2.5", "Game.Gravity -1.25", "Game.Enabled",
-                                "Game.Title other", "Game.Level 8" } )
+                                "Game.Title other", "Game.Level 8", "Game.Tint 0x80FF0000" } )
     {
         Run( pLine );
     }
-    ExpectValues( 9, 2.5f, "-1.25", false, "other", 8 );
+    ExpectValues( 9, 2.5f, "-1.25", false, "other", 8, "1 0 0 0.5019608" );
     EXPECT_EQ( Run( "Game.ResetFromDisk" ), "Called Reset" );
     ExpectValues( 7, 0.123456789f, "9.81", true, "A \"quoted\" back\\slash", 4 );
     EXPECT_EQ( _nReloads, 1 );
@@ -123,23 +130,24 @@ TEST_F( CTweakableHelperTest, SaveChangeReloadAndResetRoundTrip )
     // A save of changed values and a reload of the same file give the saved values back.
     Run( "Game.Count -3" );
     Run( "Game.Speed 1e-7" );
+    Run( "Game.Tint 0.1 0.2 0.3" );
     EXPECT_TRUE( _pHelper->Save() );
     _Count = 0;
     _Speed = 0.0f;
     EXPECT_TRUE( _pHelper->ResetFromDisk() );
-    ExpectValues( -3, 1e-7f, "9.81", true, "A \"quoted\" back\\slash", 4 );
+    ExpectValues( -3, 1e-7f, "9.81", true, "A \"quoted\" back\\slash", 4, "0.1 0.2 0.3 1" );
 
     // A file written by hand: keys in any order, plain words, a key that is no more, a bounded value out of range.
     WriteRealFile( RealPath(), "{\n  Level = 99\n  \"Removed\" = \"1\"\n  Count = 12 # a comment\n}\n" );
     EXPECT_TRUE( _pHelper->ResetFromDisk() );
-    ExpectValues( 12, 1e-7f, "9.81", true, "A \"quoted\" back\\slash", 10 );
+    ExpectValues( 12, 1e-7f, "9.81", true, "A \"quoted\" back\\slash", 10, "0.1 0.2 0.3 1" );
     EXPECT_TRUE( ErrorsLogged( "Could not match variable 'Removed' in 'settings/game.settings', has it been removed?" ) );
     EXPECT_EQ( _nReloads, 3 );
 
     // Adding a key twice; a missing file.
     EXPECT_EQ( _pHelper->Add<CTweakableNumber<int32>>( "Count", &_Level, "again" ), nullptr );
     EXPECT_TRUE( ErrorsLogged( "'Game' already contains 'Count'" ) );
-    EXPECT_EQ( _pHelper->GetVariables().GetNumVariables(), 6 );
+    EXPECT_EQ( _pHelper->GetVariables().GetNumVariables(), 7 );
     std::filesystem::remove( RealPath() );
     EXPECT_EQ( Run( "Game.ResetFromDisk" ), "Called Reset" );
     EXPECT_TRUE( ErrorsLogged( "Could not find 'settings/game.settings'" ) );
@@ -185,6 +193,7 @@ TEST_F( CTweakableHelperTest, TruncatedAndCorruptFilesChangeNothing )
         { "{\n\"Count\"=\"5\"\n}\n}\n", "Expected the end of the file" },
         { "\"Count\"=\"5\"\n", "Expected {" },
         { "{\n\"Count\"=\"2147483648\"\n}\n", "Invalid value for 'Count'" },
+        { "{\n\"Count\"=\"5\"\n\"Tint\"=\"1 0\"\n}\n", "Invalid value for 'Tint'" },
         { "\x01\xfe{\n\"Count\"=\"5\"\n}\n", "Expected {" },
     };
     for ( const SCase& Case : Cases )

@@ -400,3 +400,49 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pInstance == 0" } );
     EXPECT_EQ( &CConsoleCmdManager::Get(), &Manager );
 }
+
+TEST( ConsoleCmdManager, ColourTextsAndForms )
+{
+    CConsoleCmdManager Manager;
+    CTweakableColor::CColor Tint( 1.0f, 0.5f, 0.0f, 1.0f );
+    int32 nChanges = 0;
+    CTweakable::RegisterWith<CTweakableColor>( Manager, &Tint, "Tint", "A colour" )
+        ->SetChangeHook( [ & ]( CTweakable& ) { ++nChanges; } );
+    struct SLine
+    {
+        const char* pLine;
+        bool bSuccess;
+        const char* pText;
+    };
+    const SLine Lines[] = {
+        { "Tint", true, "Value 1 0.5 0 1" },
+        { "Tint 0 0 1", true, "Value 0 0 1 1" },
+        { "Tint \"255 0 51 0.25\"", true, "Value 1 0 0.2 0.25" },
+        { "Tint 0.5,0.25,1,0", true, "Value 0.5 0.25 1 0" },
+        { "Tint 0x80FF0000", true, "Value 1 0 0 0.5019608" },
+        { "Tint 0XFF00ff00", true, "Value 0 1 0 1" },
+        { "Tint 0x", false, "Invalid value '0x'. Value 0 1 0 1" },
+        { "Tint 0x1FF00FF00", false, "Invalid value '0x1FF00FF00'. Value 0 1 0 1" },
+        { "Tint 0x-1", false, "Invalid value '0x-1'. Value 0 1 0 1" },
+        { "Tint 1 0", false, "Invalid value '1 0'. Value 0 1 0 1" },
+        { "Tint \"1 0 0 1 1\"", false, "Invalid value '1 0 0 1 1'. Value 0 1 0 1" },
+        { "Tint red green blue", false, "Invalid value 'red green blue'. Value 0 1 0 1" },
+        { "Tint inf 0 0", false, "Invalid value 'inf 0 0'. Value 0 1 0 1" },
+        { "Tint 1 0 0 1 1", false, "Too many arguments: 'Tint' takes at most 4, got 5." },
+        { "Tint 0 1 0 1", true, "Value 0 1 0 1" },
+    };
+    for ( const SLine& Line : Lines )
+    {
+        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
+        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
+        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
+    }
+    // Five changes: the last line wrote the colour it held.
+    EXPECT_EQ( nChanges, 5 );
+
+    CTweakableColor Unbound( nullptr, "Unbound", "" );
+    EXPECT_TRUE( Unbound.FromString( "1 1 1" ) );
+    CString Text;
+    Unbound.ToString( Text );
+    EXPECT_EQ( Text.GetStdString(), "0 0 0 0" );
+}
