@@ -1,6 +1,5 @@
 #include "qor_core/checksumfile.h"
 
-#include "qor_core/blob.h"
 #include "qor_core/qor_assert.h"
 
 CChecksumFile::CChecksumFile() : CFile( 0, OPEN_WRITE )
@@ -59,21 +58,6 @@ bool CChecksumFile::ReadInt32( int32* )
 bool CChecksumFile::ReadRange( int32, int32, FReadRangeCallback, void* )
 {
     return RefuseRead();
-}
-
-void CChecksumFile::WriteBlob( const CBlob& Blob )
-{
-    Write( Blob.GetData(), Blob.GetSize() );
-}
-
-void CChecksumFile::WriteInt32( int32 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
-void CChecksumFile::WriteUInt8( uint8 Value )
-{
-    Write( &Value, sizeof( Value ) );
 }
 
 void CChecksumFile::Write( const void* pData, int32 Size )

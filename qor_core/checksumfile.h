@@ -19,9 +19,6 @@ public:
     bool ReadBlob( CBlob& Blob ) override;
     bool ReadInt32( int32* pValue ) override;
     bool ReadRange( int32 Start, int32 End, FReadRangeCallback Callback, void* pUser ) override;
-    void WriteBlob( const CBlob& Blob ) override;
-    void WriteInt32( int32 Value ) override;
-    void WriteUInt8( uint8 Value ) override;
     void Write( const void* pData, int32 Size ) override;
     bool IsGood() const override { return IsWriteMode(); }
     // Sets both sums to 0.

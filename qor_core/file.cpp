@@ -80,6 +80,31 @@ bool CFile::Exists() const
     return false;
 }
 
+bool CFile::ReadInt32( int32* pValue )
+{
+    return Read( pValue, sizeof( *pValue ) );
+}
+
+void CFile::WriteBlob( const CBlob& Blob )
+{
+    Write( Blob.GetData(), Blob.GetSize() );
+}
+
+void CFile::WriteInt32( int32 Value )
+{
+    Write( &Value, sizeof( Value ) );
+}
+
+void CFile::WriteUInt8( uint8 Value )
+{
+    Write( &Value, sizeof( Value ) );
+}
+
+bool CFile::Flush()
+{
+    return true;
+}
+
 void CFile::ResetFile( uint32 Type, uint32 Mode )
 {
     _Type = Type;
@@ -200,26 +225,6 @@ bool CArchiveFile::ReadBlob( CBlob& Blob )
     return true;
 }
 
-bool CArchiveFile::ReadInt32( int32* pValue )
-{
-    return Read( pValue, sizeof( *pValue ) );
-}
-
-void CArchiveFile::WriteBlob( const CBlob& Blob )
-{
-    Write( Blob.GetData(), Blob.GetSize() );
-}
-
-void CArchiveFile::WriteInt32( int32 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
-void CArchiveFile::WriteUInt8( uint8 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
 void CArchiveFile::Write( const void* pData, int32 nSize )
 {
     QOR_ASSERT( IsBinary() || nSize < 1024 * 128 );
@@ -294,6 +299,11 @@ uint32 CArchiveFile::GetChecksum( int32 MaxSize )
 bool CArchiveFile::Exists() const
 {
     return !_FileName.IsEmpty() && VFSStat( _FileName, nullptr, nullptr );
+}
+
+bool CArchiveFile::Flush()
+{
+    return VFSFlush( _pHandle );
 }
 
 namespace NFile

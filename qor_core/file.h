@@ -40,11 +40,13 @@ public:
     virtual bool Read( void* pData, int32 Size ) = 0;
     // Replaces the blob's contents by the whole file.
     virtual bool ReadBlob( CBlob& Blob ) = 0;
-    // Reads four bytes in the processor's order.
-    virtual bool ReadInt32( int32* pValue ) = 0;
-    virtual void WriteBlob( const CBlob& Blob ) = 0;
-    virtual void WriteInt32( int32 Value ) = 0;
-    virtual void WriteUInt8( uint8 Value ) = 0;
+    // Reads four bytes in the processor's order, through Read.
+    virtual bool ReadInt32( int32* pValue );
+    // The typed writes go through Write, so that a class's rules for Write (its mode, its room, its failure)
+    // hold for them too: the blob's bytes, four bytes in the processor's order, one byte.
+    virtual void WriteBlob( const CBlob& Blob );
+    virtual void WriteInt32( int32 Value );
+    virtual void WriteUInt8( uint8 Value );
     virtual void Write( const void* pData, int32 Size ) = 0;
     virtual bool IsGood() const = 0;
     virtual void SetType( uint32 Type ) { _Type = Type; }
@@ -63,6 +65,8 @@ public:
     virtual bool ReadRange( int32 Start, int32 End, FReadRangeCallback Callback, void* pUser );
     // Whether the file exists in storage under its name.
     virtual bool Exists() const;
+    // Hands what the file holds back to storage. False when that failed; true for a file that holds nothing back.
+    virtual bool Flush();
 
     bool IsBinary() const { return _Type == 0; }
     bool IsWriteMode() const { return _Mode != OPEN_READ; }
@@ -113,11 +117,7 @@ public:
     bool Reopen( uint32 Type, uint32 Mode ) override;
     bool Read( void* pData, int32 Size ) override;
     bool ReadBlob( CBlob& Blob ) override;
-    bool ReadInt32( int32* pValue ) override;
     // The writes REQUIRE a write mode, and in text mode blocks below 128 KiB.
-    void WriteBlob( const CBlob& Blob ) override;
-    void WriteInt32( int32 Value ) override;
-    void WriteUInt8( uint8 Value ) override;
     void Write( const void* pData, int32 Size ) override;
     bool IsGood() const override;
     bool Seek( uint64 Position ) override;
@@ -129,6 +129,8 @@ public:
     uint64 GetModifiedTime() const override;
     uint32 GetChecksum( int32 MaxSize ) override;
     bool Exists() const override;
+    // Writes out the 1 MiB buffer.
+    bool Flush() override;
 
     SVFSFile* GetHandle() const { return _pHandle; }
 

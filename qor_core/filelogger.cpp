@@ -2,6 +2,8 @@
 
 #include "qor_core/container/qor_unordered_set.h"
 #include "qor_core/nativefile.h"
+#include "qor_core/qor_exception.h"
+#include "qor_core/virtualfilesystem.h"
 #include "qor_core/platform/qor_debugger.h"
 #include "qor_core/qor_charconv.h"
 #include "qor_core/qor_assert.h"
@@ -49,6 +51,27 @@ int32 AppendWithLineEnds( CString& Line, CQorStringView Text )
     }
     Line += Text.Substr( Start );
     return nLineEnds;
+}
+
+// The log file opened for writing, or null. A path of the tree goes through the virtual file system once that
+// has a write directory; any other path is a file of the operating system.
+CFile* OpenLogFile( const CString& Path )
+{
+    const CQorStringView View( Path );
+    const bool bTreePath = !View.IsEmpty() && View[ 0 ] != '/' && View.Find( '\\' ) == CQorStringView::npos;
+    if ( bTreePath && !VFSGetWriteDir().IsEmpty() )
+    {
+        try
+        {
+            return new CArchiveFile( Path, 0, CFile::OPEN_WRITE );
+        }
+        catch ( const CQorFileException& )
+        {
+            return nullptr;
+        }
+    }
+    CQorScopedPtr<CNativeFile> pFile( new CNativeFile( Path.GetData(), 0, CFile::OPEN_WRITE ) );
+    return pFile->IsOpen() ? pFile.Release() : nullptr;
 }
 
 // A view's text for "%.*s": never a null pointer.
@@ -105,13 +128,12 @@ int32 ComposeLine( CString& Line, uint32 Flags, CQorStringView File, uint32 Line
 } // namespace NFileLogger
 
 CFileLogger::CFileLogger( const char* pPath, uint32 Flags )
-    : _pFile( new CNativeFile( pPath, 0, CFile::OPEN_WRITE ) ), _Flags( Flags )
+    : _Path( pPath ? pPath : "" ), _pFile( OpenLogFile( _Path ) ), _Flags( Flags )
 {
-    const char* pShownPath = pPath ? pPath : "";
-    QOR_ASSERT_MSG( _pFile->IsOpen(), "File '%s' for logger is invalid", pShownPath );
-    if ( !_pFile->IsOpen() )
+    QOR_ASSERT_MSG( _pFile, "File '%s' for logger is invalid", _Path.GetData() );
+    if ( !_pFile )
     {
-        std::cout << "File '" << pShownPath << "' for logger is invalid" << std::endl;
+        std::cout << "File '" << _Path.GetStdString() << "' for logger is invalid" << std::endl;
     }
 }
 
@@ -123,24 +145,29 @@ void CFileLogger::Log( uint32 Category, CQorStringView File, uint32 Line, const 
     CString Text;
     AddLineCount( NFileLogger::ComposeLine( Text, _Flags, File, Line, Message ) );
     CScopedLock<CSpinLock> Lock( &_Lock );
-    if ( _pFile->IsOpen() )
+    if ( _pFile )
     {
-        _pFile->Write( Text.GetData(), Text.GetSize() );
-        if ( _Flags & LOG_FLAG_FLUSH )
+        try
         {
-            _pFile->Flush();
+            _pFile->Write( Text.GetData(), Text.GetSize() );
+            if ( _Flags & LOG_FLAG_FLUSH )
+            {
+                _pFile->Flush();
+            }
+            return;
+        }
+        catch ( const CQorFileException& )
+        {
+            // The line that didn't fit goes where a file that won't open sends it.
         }
     }
-    else
-    {
-        std::cout << Text.GetStdString() << std::endl;
-    }
+    std::cout << Text.GetStdString() << std::endl;
 }
 
 void CFileLogger::Flush()
 {
     CScopedLock<CSpinLock> Lock( &_Lock );
-    if ( _pFile->IsOpen() )
+    if ( _pFile )
     {
         _pFile->Flush();
     }
@@ -148,16 +175,22 @@ void CFileLogger::Flush()
 
 void CFileLogger::Clear()
 {
+    // Closing and opening may report through the logger, so they stand outside the lock; lines logged
+    // meanwhile go to standard output.
+    CQorScopedPtr<CFile> pOld;
+    {
+        CScopedLock<CSpinLock> Lock( &_Lock );
+        pOld = std::move( _pFile );
+    }
+    pOld.Reset();
+    CQorScopedPtr<CFile> pNew( OpenLogFile( _Path ) );
     CScopedLock<CSpinLock> Lock( &_Lock );
-    const CString Path = _pFile->GetFileName();
-    _pFile.Reset();
-    _pFile.Reset( new CNativeFile( Path.GetData(), 0, CFile::OPEN_WRITE ) );
+    _pFile = std::move( pNew );
 }
 
 CString CFileLogger::GetLogFileName() const
 {
-    CScopedLock<CSpinLock> Lock( &_Lock );
-    return _pFile->GetFileName();
+    return _Path;
 }
 
 void AddCategoryLogger( uint32 Category, CLogger* pLogger, bool bLogToDebugger )

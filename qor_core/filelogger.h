@@ -3,8 +3,10 @@
 // The loggers that GetLogger() hands out:
 // - CFileLogger writes each message as a line of a file: an optional prefix of local time and source
 //   location, then the text with every "\n" written as "\r\n". The line is built outside any lock; only the
-//   write stands under the logger's spin lock. A file that can't be opened sends the lines to standard
-//   output instead.
+//   write stands under the logger's spin lock. A path of the tree ("logs/error.log": relative, '/' only) is a
+//   file of the virtual file system under its write directory once the file system has one; before that, and
+//   for an absolute path, the file is one of the operating system. A file that can't be opened sends the
+//   lines to standard output instead, and so does a write that fails (a full disk): logging never throws.
 // - CFilterLogger routes each message by its category to the logger registered for it. The routing table
 //   is process-wide and shared by all filters, outlives them, and owns none of the loggers in it.
 // - CNullLogger, the default, sends each message to the debugger channel only.
@@ -14,7 +16,7 @@
 #include "qor_core/log_deprecated.h"
 #include "qor_core/thread/qor_mutex.h"
 
-class CNativeFile;
+class CFile;
 
 namespace NFileLogger
 {
@@ -40,7 +42,8 @@ public:
     };
 
     // Creates or truncates the file. If it can't be opened, asserts and tells standard output, and the
-    // logger writes its lines there.
+    // logger writes its lines there. A file of the virtual file system keeps a handle open: the logger must go
+    // before VFSShutdown.
     CFileLogger( const char* pPath, uint32 Flags );
     ~CFileLogger() override;
 
@@ -54,7 +57,10 @@ public:
     CString GetLogFileName() const;
 
 private:
-    CQorScopedPtr<CNativeFile> _pFile;
+    // The path as given; the file may have failed to open.
+    const CString _Path;
+    // Null when the file could not be opened.
+    CQorScopedPtr<CFile> _pFile;
     uint32 _Flags;
     mutable CSpinLock _Lock;
 };

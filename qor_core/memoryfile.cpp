@@ -143,26 +143,6 @@ bool CMemoryFile::ReadBlob( CBlob& Blob )
     return true;
 }
 
-bool CMemoryFile::ReadInt32( int32* pValue )
-{
-    return Read( pValue, sizeof( *pValue ) );
-}
-
-void CMemoryFile::WriteBlob( const CBlob& Blob )
-{
-    Write( Blob.GetData(), Blob.GetSize() );
-}
-
-void CMemoryFile::WriteInt32( int32 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
-void CMemoryFile::WriteUInt8( uint8 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
 void CMemoryFile::Write( const void* pData, int32 Size )
 {
     QOR_ASSERT_MSG( IsWriteMode(), "Can't write data on Read Mode" );

@@ -33,10 +33,6 @@ public:
     bool Reopen( uint32 Type, uint32 Mode ) override;
     bool Read( void* pData, int32 Size ) override;
     bool ReadBlob( CBlob& Blob ) override;
-    bool ReadInt32( int32* pValue ) override;
-    void WriteBlob( const CBlob& Blob ) override;
-    void WriteInt32( int32 Value ) override;
-    void WriteUInt8( uint8 Value ) override;
     // A blob takes everything: bytes inside its size are overwritten, the rest appended. A fixed buffer takes
     // all or nothing: what doesn't fit fails the file and writes not a byte. REQUIRES: a write mode.
     void Write( const void* pData, int32 Size ) override;

@@ -155,26 +155,6 @@ bool CNativeFile::ReadBlob( CBlob& Blob )
     return Read( Blob.GetData(), int32( Size ) );
 }
 
-bool CNativeFile::ReadInt32( int32* pValue )
-{
-    return Read( pValue, sizeof( *pValue ) );
-}
-
-void CNativeFile::WriteBlob( const CBlob& Blob )
-{
-    Write( Blob.GetData(), Blob.GetSize() );
-}
-
-void CNativeFile::WriteInt32( int32 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
-void CNativeFile::WriteUInt8( uint8 Value )
-{
-    Write( &Value, sizeof( Value ) );
-}
-
 void CNativeFile::Write( const void* pData, int32 Size )
 {
     QOR_ASSERT( IsWriteMode() );

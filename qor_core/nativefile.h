@@ -31,10 +31,6 @@ public:
     bool Read( void* pData, int32 Size ) override;
     // Replaces the blob's contents by the whole file and leaves the position at the end. REQUIRES: a read mode.
     bool ReadBlob( CBlob& Blob ) override;
-    bool ReadInt32( int32* pValue ) override;
-    void WriteBlob( const CBlob& Blob ) override;
-    void WriteInt32( int32 Value ) override;
-    void WriteUInt8( uint8 Value ) override;
     // REQUIRES: a write mode.
     void Write( const void* pData, int32 Size ) override;
     // Open, not failed, and the text interface not at its end.
@@ -54,7 +50,7 @@ public:
     bool IsOpen() const { return _Handle != NPlatform::INVALID_FILE_HANDLE; }
     bool HasFailed() const { return _bFailed; }
     // Hands the buffered bytes to the system. False when the file is not open or a write fell short.
-    bool Flush();
+    bool Flush() override;
 
 private:
     static constexpr int32 c_BufferSize = 1 << 16;

@@ -1,6 +1,7 @@
 #include "qor_core/qor_log_categories.h"
 
 #include "qor_core/qor_commandline.h"
+#include "qor_core/virtualfilesystem.h"
 
 #include <filesystem>
 #include <system_error>
@@ -103,7 +104,11 @@ void MakeLogFileName( CString& Out, CQorStringView Name, CQorStringView Extensio
     {
         Out += Extension;
     }
-    // A folder that can't be made shows when the file logger fails to open the file.
-    std::error_code Error;
-    std::filesystem::create_directories( std::filesystem::path( Out.GetStdString() ).parent_path(), Error );
+    // A folder that can't be made shows when the file logger fails to open the file. Under the file system's
+    // write directory, opening the file makes its folders there.
+    if ( VFSGetWriteDir().IsEmpty() )
+    {
+        std::error_code Error;
+        std::filesystem::create_directories( std::filesystem::path( Out.GetStdString() ).parent_path(), Error );
+    }
 }

@@ -7,7 +7,8 @@
 // initialiser. They are written during static initialisation only and read afterwards without a lock, and they
 // keep their own copies of the names, so that a category can still be looked up while globals go away at exit.
 //
-// Log files live under "logs/", which MakeLogFileName creates when it is missing.
+// Log files live under "logs/", which MakeLogFileName creates when it is missing; once the virtual file
+// system has a write directory, the file logger writes them there and makes the folder itself.
 
 #include "qor_core/container/qor_unordered_set.h"
 #include "qor_core/qor_hash.h"

@@ -1,5 +1,6 @@
 #include "qor_core/virtualfilesystem.h"
 
+#include "qor_core/convert_utf.h"
 #include "qor_core/file.h"
 #include "qor_core/log_deprecated.h"
 #include "qor_core/qor_assert.h"
@@ -21,8 +22,10 @@
 #include <climits>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 float g_VFSReadLimit = 0.0f;
 float g_VFSWriteLimit = 0.0f;
@@ -42,6 +45,8 @@ CQorArray<CString> s_MountedPrefixes;
 CMutex s_CloseMutex( "vfs_close" );
 std::atomic<bool> s_bSkipPathVerify{ true };
 std::atomic<bool> s_bAllowMainThreadOpen{ false };
+// Handles given out and not yet closed.
+std::atomic<int32> s_nOpenFiles{ 0 };
 
 struct SVerifyEntry
 {
@@ -289,6 +294,41 @@ std::string PreEnumerationKey( CQorStringView Dir, CQorStringView Extension, CQo
            std::to_string( MaxDepth );
 }
 
+// A tree path below the write directory: relative, '/' only, no '.' or '..' parts, no NUL. Empty is the root.
+bool IsWriteDirPath( const std::string& Path )
+{
+    const bool bBadCharacter = Path.find_first_of( std::string_view( "\\\0", 2 ) ) != std::string::npos;
+    if ( bBadCharacter || ( !Path.empty() && Path[ 0 ] == '/' ) )
+    {
+        return false;
+    }
+    for ( size_t Start = 0; Start <= Path.size(); )
+    {
+        const size_t End = std::min( Path.find( '/', Start ), Path.size() );
+        const std::string_view Part( Path.data() + Start, End - Start );
+        if ( Part == "." || Part == ".." )
+        {
+            return false;
+        }
+        Start = End + 1;
+    }
+    return true;
+}
+
+// A name PhysFS can be asked about: well-formed UTF-8 without its two forbidden characters.
+bool IsAddressableName( const std::string& Name )
+{
+    if ( Name.find_first_of( "\\:" ) != std::string::npos )
+    {
+        return false;
+    }
+    std::vector<uint32> CodePoints( Name.size() );
+    const uint8* pSource = reinterpret_cast<const uint8*>( Name.data() );
+    uint32* pTarget = CodePoints.data();
+    return ConvertUTF8toUTF32( &pSource, pSource + Name.size(), &pTarget, pTarget + CodePoints.size() ) ==
+           EConversionResult::ConversionOK;
+}
+
 bool DeleteTree( const std::string& Path, const std::filesystem::path& RealPath )
 {
     bool bOk = true;
@@ -371,6 +411,12 @@ bool VFSInit( const char* pArgv0, const char* pUserDirName, bool bMountDefaults 
 
 bool VFSShutdown()
 {
+    const int32 nOpenFiles = s_nOpenFiles.load();
+    QOR_ASSERT_MSG( nOpenFiles == 0, "%d files are still open; the file system stays up", nOpenFiles );
+    if ( nOpenFiles != 0 )
+    {
+        return false;
+    }
     VFSStopVerifyThread();
     VFSClearPreEnumerations();
     NPhysFSLayer::ClearSearchPath();
@@ -535,6 +581,39 @@ CString VFSGetLastGameDataDir()
     return s_GameDataDirs.IsEmpty() ? CString() : s_GameDataDirs.Back();
 }
 
+bool VFSReplaceGameDataDir( int32 TailIndex, int32 OriginalTailIndex )
+{
+    const int32 nDirs = s_GameDataDirs.GetSize();
+    QOR_ASSERT_MSG( TailIndex >= 0 && TailIndex < nDirs,
+                    "Tail index out of bounds of mounted game data directory array. Index '%i'", TailIndex );
+    QOR_ASSERT_MSG( OriginalTailIndex >= 0 && OriginalTailIndex < nDirs,
+                    "Original tail index out of bounds of mounted game data directory array. Index '%i'",
+                    OriginalTailIndex );
+    if ( TailIndex < 0 || TailIndex >= nDirs || OriginalTailIndex < 0 || OriginalTailIndex >= nDirs )
+    {
+        return false;
+    }
+    if ( TailIndex == OriginalTailIndex )
+    {
+        return true;
+    }
+    const int32 nReplaced = nDirs - 1 - TailIndex;
+    const int32 nReplacing = nDirs - 1 - OriginalTailIndex;
+    if ( !NPhysFSLayer::ReplaceEntry( s_GameDataDirs[ nReplaced ].GetData(), s_GameDataDirs[ nReplacing ].GetData() ) )
+    {
+        if ( !NPhysFSLayer::IsConfigFrozen() )
+        {
+            LogPrintf( SLogLocation( __FILE__, __LINE__, LOG_CATEGORY_HALVORSUND_ERROR ),
+                       "Failed to replace game data dir '%s' by '%s': %s", s_GameDataDirs[ nReplaced ].GetData(),
+                       s_GameDataDirs[ nReplacing ].GetData(), NPhysFSLayer::GetLastErrorTextOrPlaceholder() );
+        }
+        return false;
+    }
+    s_GameDataDirs[ nReplaced ] = s_GameDataDirs[ nReplacing ];
+    s_GameDataDirs.Remove( nReplacing );
+    return true;
+}
+
 CQorArray<CString> VFSGetSearchPath()
 {
     return NPhysFSLayer::GetSearchPath();
@@ -605,6 +684,7 @@ CVFSOpenResult VFSOpen( CQorStringView Name, uint32 Mode, uint64 BufferSize )
         return CVFSOpenResult::Failure( "Error setting buffer for file." );
     }
     SVFSFile* pFile = new SVFSFile{ pHandle, Mode != CFile::OPEN_READ };
+    s_nOpenFiles.fetch_add( 1 );
     return CVFSOpenResult::Success( pFile );
 }
 
@@ -624,6 +704,7 @@ void VFSClose( SVFSFile* pFile )
         }
     }
     delete pFile;
+    s_nOpenFiles.fetch_sub( 1 );
 }
 
 uint64 VFSRead( SVFSFile* pFile, void* pData, uint64 Size )
@@ -661,6 +742,11 @@ uint64 VFSWrite( SVFSFile* hFile, const void* pData, uint64 Size )
         Throttle( StartNs, Size, Limit );
     }
     return bWritten ? Size : 0;
+}
+
+bool VFSFlush( SVFSFile* pFile )
+{
+    return pFile != nullptr && PHYSFS_flush( pFile->_pFile ) != 0;
 }
 
 CString VFSGetLastErrorText()
@@ -869,6 +955,51 @@ bool VFSCopyFile( const char* pSourcePath, CQorStringView DestName )
     VFSClose( pTarget );
     NPlatform::CloseFile( Source );
     return bOk;
+}
+
+CVFSListResult VFSListWriteDir( CQorStringView Dir )
+{
+    const char* pWriteDir = PHYSFS_isInit() ? PHYSFS_getWriteDir() : nullptr;
+    if ( pWriteDir == nullptr )
+    {
+        return CVFSListResult::Failure( "No write directory" );
+    }
+    const std::string Path = ToPath( Dir );
+    if ( !IsWriteDirPath( Path ) )
+    {
+        CString Error = CString( Dir ) + " is not a valid file name or path";
+        QOR_ASSERT_MSG( false, "%s", Error.GetData() );
+        return CVFSListResult::Failure( std::move( Error ) );
+    }
+    std::vector<std::string> Names;
+    std::error_code Error;
+    for ( std::filesystem::directory_iterator It( std::filesystem::path( pWriteDir ) / Path, Error ), End;
+          !Error && It != End; It.increment( Error ) )
+    {
+        // A link that leads nowhere is no directory, and no reason to fail the listing.
+        std::error_code EntryError;
+        if ( It->is_directory( EntryError ) )
+        {
+            Names.push_back( It->path().filename().string() );
+        }
+    }
+    if ( Error )
+    {
+        return CVFSListResult::Failure( CString( "Could not read directory: " ) + Dir );
+    }
+    std::sort( Names.begin(), Names.end() );
+    CQorArray<CString> Out;
+    Out.Reserve( int32( Names.size() ) );
+    for ( const std::string& Name : Names )
+    {
+        if ( !IsAddressableName( Name ) )
+        {
+            QOR_ASSERT_MSG( false, "Invalid directory name found" );
+            return CVFSListResult::Failure( CString( "Invalid directory name found: " ) + CString( Name ) );
+        }
+        Out.Add( CString( Name ) );
+    }
+    return CVFSListResult::Success( std::move( Out ) );
 }
 
 bool VFSRename( CQorStringView OldName, CQorStringView NewName )

@@ -50,8 +50,10 @@ CQorIOStats& GetIOStats();
 // directories are mounted. False, with the error logged, when PhysFS can't start or the write directory
 // can't be set. REQUIRES: not initialised.
 bool VFSInit( const char* pArgv0, const char* pUserDirName, bool bMountDefaults );
-// Ends pre-enumeration, forgets the mounts, stops PhysFS and destroys its allocator. Whether PhysFS stopped
-// (it doesn't while files are open). Stops the verify thread first.
+// Ends pre-enumeration, forgets the mounts, stops PhysFS and destroys its allocator. Whether PhysFS stopped.
+// Stops the verify thread first. REQUIRES: every handle closed (a file logger writing through the file system
+// destroyed): otherwise nothing stops, since PhysFS would free handles still in use ("%d files are still open;
+// the file system stays up").
 bool VFSShutdown();
 bool VFSIsInitialised();
 
@@ -76,6 +78,13 @@ bool VFSUnmount( const char* pPath );
 const CQorArray<CString>& VFSGetGameDataDirs();
 // The last game data directory. REQUIRES: one is mounted ("No GameDataDirs mounted!"); empty otherwise.
 CString VFSGetLastGameDataDir();
+// Puts the game data directory at OriginalTailIndex in the place of the one at TailIndex, which is unmounted:
+// a mod mounted last replaces the base game where it stood in the search path. Both indices count from the
+// last mounted (0, the one that wins). REQUIRES: both in bounds ("Tail index out of bounds of mounted game
+// data directory array. Index '%i'", "Original tail index out of bounds of mounted game data directory
+// array. Index '%i'"). False, with nothing changed and the reason logged, when a directory that has to be
+// mounted anew has files open.
+bool VFSReplaceGameDataDir( int32 TailIndex, int32 OriginalTailIndex );
 // The search path, front (winning) entry first.
 CQorArray<CString> VFSGetSearchPath();
 // The write directory as PhysFS has it, or empty.
@@ -94,6 +103,8 @@ void VFSClose( SVFSFile* pFile );
 uint64 VFSRead( SVFSFile* pFile, void* pData, uint64 Size );
 // Size when all was written, else 0; held back to g_VFSWriteLimit. REQUIRES: a handle opened for writing.
 uint64 VFSWrite( SVFSFile* pFile, const void* pData, uint64 Size );
+// Writes out what the handle's buffer holds. False when that failed or there is no handle.
+bool VFSFlush( SVFSFile* pFile );
 // Why the last call of this thread failed, as PhysFS tells it ("corrupted", "not found", ...); empty when
 // nothing failed since the last question. Asking clears it.
 CString VFSGetLastErrorText();
@@ -123,6 +134,14 @@ bool VFSCreateDir( CQorStringView Path );
 // Copies a file of the operating system into the write directory under DestName; failures are logged with the
 // file's name and the reason. REQUIRES: an absolute source path ("File Path is not absolute").
 bool VFSCopyFile( const char* pSourcePath, CQorStringView DestName );
+// The names of the directories, or the text that says why there are none.
+using CVFSListResult = CQorResult<CQorArray<CString>, CString>;
+// The names of the directories right below Dir in the write directory (empty Dir: the write directory
+// itself), sorted byte-wise: save slots, profiles. A name the tree can't address (not UTF-8, or holding '\\'
+// or ':') fails the listing with "Invalid directory name found: <name>", asserted as "Invalid directory name
+// found". Other failures: "No write directory", "<dir> is not a valid file name or path" (absolute, '\\',
+// '.' or '..' parts), "Could not read directory: <dir>".
+CVFSListResult VFSListWriteDir( CQorStringView Dir );
 // Renames a file of the write directory. REQUIRES: NewName with '/' only, and no longer than OldName.
 bool VFSRename( CQorStringView OldName, CQorStringView NewName );
 

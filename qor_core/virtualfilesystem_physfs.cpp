@@ -31,6 +31,20 @@ SFrozenFlag _FrozenConfig;
 CRecursiveMutex s_ConfigMutex;
 CQorArray<CString> s_SearchPath;
 
+// An archive mounted from memory, by the name it has in the search path: what it takes to mount it again.
+struct SMemoryMount
+{
+    CString _Name;
+    const void* _pData;
+    uint64 _Size;
+};
+CQorArray<SMemoryMount> s_MemoryMounts;
+
+int32 FindMemoryMount( const CString& Name )
+{
+    return s_MemoryMounts.FindIndexIf( [ & ]( const SMemoryMount& Mount ) { return Mount._Name == Name; } );
+}
+
 // Takes the configuration's lock unless the configuration is frozen.
 class CConfigReadLock
 {
@@ -137,6 +151,32 @@ void RefreshSearchPathLocked()
         s_SearchPath.Add( std::move( Entry ) );
     }
     PHYSFS_freeList( ppList );
+}
+
+struct SMountedEntry
+{
+    CString _Path;
+    CString _MountPoint;
+};
+
+// Mounts the entries back at the front of the search path so that the first of them leads; false when one
+// of them would not mount.
+bool MountAtFront( const CQorArray<SMountedEntry>& Entries )
+{
+    bool bAll = true;
+    for ( int32 i = Entries.GetSize() - 1; i >= 0; --i )
+    {
+        const SMountedEntry& Entry = Entries[ i ];
+        const int32 nMemory = FindMemoryMount( Entry._Path );
+        const char* pPath = Entry._Path.GetData();
+        const char* pMountPoint = Entry._MountPoint.GetData();
+        const bool bMounted = nMemory >= 0 ? PHYSFS_mountMemory( s_MemoryMounts[ nMemory ]._pData,
+                                                                 s_MemoryMounts[ nMemory ]._Size, nullptr, pPath,
+                                                                 pMountPoint, 0 ) != 0
+                                           : PHYSFS_mount( pPath, pMountPoint, 0 ) != 0;
+        bAll = bAll && bMounted;
+    }
+    return bAll;
 }
 
 // Runs a change of the search path under the configuration's lock, and refreshes the copy when it took.
@@ -270,12 +310,82 @@ bool Mount( const char* pPath, const char* pMountPoint, bool bAppend )
 
 bool MountMemory( const void* pData, uint64 Size, const char* pName )
 {
-    return ChangeSearchPath( [ & ] { return PHYSFS_mountMemory( pData, Size, nullptr, pName, nullptr, 0 ) != 0; } );
+    return ChangeSearchPath( [ & ] {
+        if ( PHYSFS_mountMemory( pData, Size, nullptr, pName, nullptr, 0 ) == 0 )
+        {
+            return false;
+        }
+        if ( FindMemoryMount( CString( pName ) ) < 0 )
+        {
+            s_MemoryMounts.Add( SMemoryMount{ CString( pName ), pData, Size } );
+        }
+        return true;
+    } );
 }
 
 bool Unmount( const char* pPath )
 {
-    return ChangeSearchPath( [ & ] { return PHYSFS_unmount( pPath ) != 0; } );
+    return ChangeSearchPath( [ & ] {
+        if ( PHYSFS_unmount( pPath ) == 0 )
+        {
+            return false;
+        }
+        if ( const int32 nMemory = FindMemoryMount( CString( pPath ) ); nMemory >= 0 )
+        {
+            s_MemoryMounts.Remove( nMemory );
+        }
+        return true;
+    } );
+}
+
+bool ReplaceEntry( const char* pReplaced, const char* pReplacing )
+{
+    if ( !MayChangeConfig() )
+    {
+        return false;
+    }
+    CScopedLock<CRecursiveMutex> Lock( &s_ConfigMutex );
+    const int32 nReplaced = s_SearchPath.FindIndex( CString( pReplaced ) );
+    const int32 nReplacing = s_SearchPath.FindIndex( CString( pReplacing ) );
+    if ( nReplaced < 0 || nReplacing < 0 )
+    {
+        PHYSFS_setErrorCode( PHYSFS_ERR_NOT_MOUNTED );
+        return false;
+    }
+    // PhysFS mounts only at either end: the entries down to the deeper of the two come out, front first,
+    // and go back in at the front in their new order.
+    const int32 nCount = std::max( nReplaced, nReplacing ) + 1;
+    CQorArray<SMountedEntry> Removed;
+    for ( int32 i = 0; i < nCount; ++i )
+    {
+        const char* pMountPoint = PHYSFS_getMountPoint( s_SearchPath[ i ].GetData() );
+        SMountedEntry Entry{ s_SearchPath[ i ], CString( pMountPoint ? pMountPoint : "/" ) };
+        if ( PHYSFS_unmount( Entry._Path.GetData() ) == 0 )
+        {
+            // An entry with files open stays; the ones already out go back as they were.
+            const PHYSFS_ErrorCode Error = PHYSFS_getLastErrorCode();
+            MountAtFront( Removed );
+            RefreshSearchPathLocked();
+            PHYSFS_setErrorCode( Error );
+            return false;
+        }
+        Removed.Add( std::move( Entry ) );
+    }
+    CQorArray<SMountedEntry> Order;
+    for ( int32 i = 0; i < nCount; ++i )
+    {
+        if ( i != nReplacing )
+        {
+            Order.Add( Removed[ i == nReplaced ? nReplacing : i ] );
+        }
+    }
+    const bool bMounted = MountAtFront( Order );
+    if ( const int32 nMemory = FindMemoryMount( Removed[ nReplaced ]._Path ); nMemory >= 0 )
+    {
+        s_MemoryMounts.Remove( nMemory );
+    }
+    RefreshSearchPathLocked();
+    return bMounted;
 }
 
 bool SetWriteDir( const char* pPath )
@@ -299,6 +409,8 @@ void ClearSearchPath()
     CScopedLock<CRecursiveMutex> Lock( &s_ConfigMutex );
     s_SearchPath.Clear();
     s_SearchPath.ShrinkToFit();
+    s_MemoryMounts.Clear();
+    s_MemoryMounts.ShrinkToFit();
 }
 
 CQorArray<CString> GetSearchPath()

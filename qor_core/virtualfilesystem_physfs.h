@@ -45,6 +45,10 @@ bool Mount( const char* pPath, const char* pMountPoint, bool bAppend );
 // PHYSFS_mountMemory at the root, prepending, with no callback to free the bytes.
 bool MountMemory( const void* pData, uint64 Size, const char* pName );
 bool Unmount( const char* pPath );
+// Takes the entry pReplaced out of the search path and puts pReplacing, also mounted, in its place; the
+// entries in front of the two are mounted again behind one another, as they stood. False, with the search path
+// as it was, when an entry that has to come out has files open or either isn't mounted.
+bool ReplaceEntry( const char* pReplaced, const char* pReplacing );
 bool SetWriteDir( const char* pPath );
 // Fetches PhysFS's search path into the copy, with every '\\' turned into '/'.
 void RefreshSearchPath();

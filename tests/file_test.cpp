@@ -1,6 +1,9 @@
 #include "qor_core/file.h"
 
 #include "qor_core/blob.h"
+#include "qor_core/checksumfile.h"
+#include "qor_core/memoryfile.h"
+#include "qor_core/nativefile.h"
 #include "qor_core/qor_exception.h"
 #include "qor_core/virtualfilesystem.h"
 #include "tests/assert_recorder.h"
@@ -8,6 +11,7 @@
 #include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
+#include <functional>
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -178,4 +182,85 @@ TEST_F( CArchiveFileTest, TakesOverAReadyHandleAsText )
     EXPECT_FALSE( File.Reopen( 1, CFile::OPEN_READ ) );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "No file to reopen" } );
     EXPECT_TRUE( File.IsGood() );
+}
+
+// The typed operations of every kind of file go through its own Read and Write: the same bytes, and the
+// same rules of mode and room.
+TEST_F( CArchiveFileTest, TypedReadsAndWritesOfEveryKindOfFileGoThroughItsReadAndWrite )
+{
+    const CBlob Blob( "blob", 4 );
+    const std::string Expected = std::string( "blob" ) + std::string( "\x78\x56\x34\x12", 4 ) + "\xab";
+    const auto WriteTyped = [ & ]( CFile& File ) {
+        File.WriteBlob( Blob );
+        File.WriteInt32( 0x12345678 );
+        File.WriteUInt8( 0xab );
+    };
+    const auto ReadTyped = []( CFile& File ) {
+        int32 Value = 0;
+        return File.Seek( 4 ) && File.ReadInt32( &Value ) ? Value : -1;
+    };
+    const std::string NativePath = ( Root / "typed.bin" ).string();
+    const struct
+    {
+        const char* pKind;
+        std::function<std::string()> WrittenBytes;
+        std::function<int32()> ReadBack;
+    } Table[] = {
+        { "memory",
+          [ & ] {
+              CBlob Stored;
+              CMemoryFile File( &Stored, 0, CFile::OPEN_WRITE, false );
+              WriteTyped( File );
+              return std::string( reinterpret_cast<const char*>( Stored.GetData() ), size_t( Stored.GetSize() ) );
+          },
+          [ & ] {
+              CMemoryFile File( Expected.data(), int32( Expected.size() ), 0 );
+              return ReadTyped( File );
+          } },
+        { "native",
+          [ & ] {
+              {
+                  CNativeFile File( NativePath.c_str(), 0, CFile::OPEN_WRITE );
+                  WriteTyped( File );
+              }
+              return ReadRealFile( NativePath );
+          },
+          [ & ] {
+              CNativeFile File( NativePath.c_str(), 0, CFile::OPEN_READ );
+              return ReadTyped( File );
+          } },
+        { "archive",
+          [ & ] {
+              {
+                  CArchiveFile File( "typed.bin", 0, CFile::OPEN_WRITE );
+                  WriteTyped( File );
+              }
+              return ReadRealFile( WriteDir + "typed.bin" );
+          },
+          [ & ] {
+              CArchiveFile File( "typed.bin", 0, CFile::OPEN_READ );
+              return ReadTyped( File );
+          } },
+    };
+    for ( const auto& Row : Table )
+    {
+        EXPECT_EQ( Row.WrittenBytes(), Expected ) << Row.pKind;
+        EXPECT_EQ( Row.ReadBack(), 0x12345678 ) << Row.pKind;
+    }
+    CChecksumFile Checksum;
+    WriteTyped( Checksum );
+    EXPECT_EQ( Checksum.GetChecksum( int32( Expected.size() ) ), ReferenceChecksum( Expected ) );
+
+    // Write's rules hold for the typed writes: a read mode, a fixed buffer without room for all four bytes.
+    CAssertRecorder Asserts;
+    CMemoryFile ReadOnly( Expected.data(), int32( Expected.size() ), 0 );
+    ReadOnly.WriteUInt8( 1 );
+    uint8 Buffer[ 7 ] = {};
+    CMemoryFile Fixed( Buffer, 7, 0, CFile::OPEN_WRITE );
+    Fixed.WriteBlob( Blob );
+    Fixed.WriteInt32( 0x01020304 );
+    EXPECT_EQ( Fixed.GetSize(), 4 );
+    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "Can't write data on Read Mode",
+                                                            "Out of space, will not write the Data." } ) );
+    EXPECT_EQ( std::string( reinterpret_cast<const char*>( Buffer ), 7 ), std::string( "blob\0\0\0", 7 ) );
 }

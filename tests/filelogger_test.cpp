@@ -3,10 +3,14 @@
 #include "qor_core/qor_log_categories.h"
 #include "qor_core/thread/qor_thread.h"
 #include "tests/assert_recorder.h"
+#include "tests/commandline_test_utils.h"
 #include "tests/log_test_utils.h"
 #include "tests/test_threads.h"
+#include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <cstdio>
 #include <string>
@@ -275,4 +279,95 @@ TEST( CNullLogger, WritesLocationAndMessageToTheDebuggerChannel )
     Logger.Log( 3, "/src/full/path.cpp", 21, "null\n" );
     EXPECT_EQ( testing::internal::GetCapturedStderr(), "[/src/full/path.cpp:21] null\n" );
     EXPECT_EQ( Logger.GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
+}
+
+class CFileLoggerThroughTheFileSystem : public NVFSTest::CVFSFixture
+{
+};
+
+// A path of the tree lands under the write directory, and nowhere else; an absolute one stays a file of the
+// operating system, also while the file system runs.
+TEST_F( CFileLoggerThroughTheFileSystem, TreePathsLandInTheWriteDirectoryAndAbsolutePathsStayOutside )
+{
+    const std::string Absolute = ( Root / "native.log" ).string();
+    CTempWorkingDirectory WorkingDirectory;
+    CString Made;
+    MakeLogFileName( Made, "made", ".log", "net" );
+    const struct
+    {
+        std::string Path;
+        std::string RealPath;
+    } Table[] = {
+        { "logs/game_error.log", WriteDir + "logs/game_error.log" },
+        { Made.GetStdString(), WriteDir + "logs/net/made.log" },
+        { Absolute, Absolute },
+    };
+    for ( const auto& Row : Table )
+    {
+        CAssertRecorder Asserts;
+        {
+            CFileLogger Logger( Row.Path.c_str(), CFileLogger::LOG_FLAG_LOCATION | CFileLogger::LOG_FLAG_FLUSH );
+            Logger.Log( 1, "src/game.cpp", 7, "started\n" );
+            // Flushed line by line: the 1 MiB buffer of the file system's handle holds nothing back.
+            EXPECT_EQ( NVFSTest::ReadRealFile( Row.RealPath ), "[game.cpp:7]: started\r\n" ) << Row.Path;
+            EXPECT_EQ( Logger.GetLogFileName().GetStdString(), Row.Path );
+        }
+        EXPECT_TRUE( Asserts.Texts().empty() ) << Row.Path;
+    }
+    // Nothing of it in the working directory, not even the folder.
+    EXPECT_TRUE( std::filesystem::is_empty( WorkingDirectory.Path() ) );
+}
+
+TEST_F( CFileLoggerThroughTheFileSystem, FlushClearAndShutdownKeepTheHandleSafe )
+{
+    CFileLogger Logger( "logs/error.log", 0 );
+    Logger.Log( 1, "a.cpp", 1, "first\n" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( WriteDir + "logs/error.log" ), "" );
+    Logger.Flush();
+    EXPECT_EQ( NVFSTest::ReadRealFile( WriteDir + "logs/error.log" ), "first\r\n" );
+    Logger.Clear();
+    Logger.Log( 1, "a.cpp", 2, "second\n" );
+    Logger.Flush();
+    EXPECT_EQ( NVFSTest::ReadRealFile( WriteDir + "logs/error.log" ), "second\r\n" );
+    {
+        // PhysFS would free the logger's handle under it: the file system stays up while it is open.
+        CAssertRecorder Asserts;
+        EXPECT_FALSE( VFSShutdown() );
+        EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "1 files are still open; the file system stays up" } );
+    }
+    Logger.Log( 1, "a.cpp", 3, "third\n" );
+    Logger.Flush();
+    EXPECT_EQ( NVFSTest::ReadRealFile( WriteDir + "logs/error.log" ), "second\r\nthird\r\n" );
+}
+
+TEST_F( CFileLoggerThroughTheFileSystem, ARefusedPathAndAFullDiskSendTheLinesToStandardOutput )
+{
+    {
+        CAssertRecorder Asserts;
+        testing::internal::CaptureStdout();
+        CFileLogger Logger( "../escape.log", 0 );
+        Logger.Log( 1, "a.cpp", 1, "kept\n" );
+        EXPECT_EQ( testing::internal::GetCapturedStdout(), "File '../escape.log' for logger is invalid\nkept\r\n\n" );
+        EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "filename is illegal or insecure",
+                                                                "File '../escape.log' for logger is invalid" } ) );
+    }
+    // A line longer than the handle's buffer goes straight to the disk, which is full 1.5 MiB into the log;
+    // standard output (gtest's capture, a file too) starts at 0 and takes the line.
+    const std::string Long( ( 1 << 20 ) + ( 1 << 17 ), 'x' );
+    rlimit Previous;
+    ASSERT_EQ( getrlimit( RLIMIT_FSIZE, &Previous ), 0 );
+    rlimit Limit = Previous;
+    Limit.rlim_cur = ( 3 << 20 ) / 2;
+    const sighandler_t PreviousHandler = signal( SIGXFSZ, SIG_IGN );
+    {
+        CFileLogger Logger( "logs/full.log", CFileLogger::LOG_FLAG_FLUSH );
+        Logger.Log( 1, "a.cpp", 1, CString( std::string( 900 << 10, 'y' ) ) );
+        ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &Limit ), 0 );
+        testing::internal::CaptureStdout();
+        EXPECT_NO_THROW( Logger.Log( 1, "a.cpp", 2, CString( Long ) ) );
+        const std::string Output = testing::internal::GetCapturedStdout();
+        setrlimit( RLIMIT_FSIZE, &Previous );
+        EXPECT_TRUE( Output == Long + "\n" ) << Output.size();
+    }
+    signal( SIGXFSZ, PreviousHandler );
 }

@@ -26,6 +26,12 @@ inline std::string ReadRealFile( const std::filesystem::path& Path )
     return Text.str();
 }
 
+// No text for null, else the one text: the expected reports of a table row.
+inline std::vector<std::string> NoneOrOne( const char* pText )
+{
+    return pText ? std::vector<std::string>{ pText } : std::vector<std::string>{};
+}
+
 inline void WriteRealFile( const std::filesystem::path& Path, const std::string& Bytes )
 {
     std::filesystem::create_directories( Path.parent_path() );

@@ -10,6 +10,8 @@
 #include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -419,26 +421,209 @@ TEST( CVirtualFileSystemInit, PhysFSMemoryComesFromTheFixedAllocatorSizedByIoMem
     }
 }
 
-TEST_F( CVirtualFileSystem, CopiesFilesInAndReportsWhatFails )
+TEST_F( CVirtualFileSystem, CopiesFilesInAndReportsEachFailureWithItsText )
 {
-    WriteRealFile( Root / "outside/level.dat", std::string( 3 << 20, 'L' ) );
-    EXPECT_TRUE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "copies/level.dat" ) );
-    EXPECT_EQ( ReadRealFile( WriteDir + "copies/level.dat" ), std::string( 3 << 20, 'L' ) );
-    EXPECT_TRUE( VFSCreateDir( "made/below" ) );
-    EXPECT_TRUE( std::filesystem::is_directory( WriteDir + "made/below" ) );
+    const std::string Source = ( Root / "outside/level.dat" ).string();
+    const std::string Missing = ( Root / "outside/missing.dat" ).string();
+    const std::string Folder = ( Root / "outside" ).string();
+    WriteRealFile( Source, std::string( 3 << 20, 'L' ) );
+    // The large copy meets a file size limit of 1 MiB: its second block fails.
+    struct SRow
+    {
+        std::string Source;
+        const char* pDest;
+        bool bSizeLimit;
+        bool bCopied;
+        std::string Log;
+        const char* pAssert;
+    };
+    const SRow Table[] = {
+        { Source, "copies/level.dat", false, true, "", nullptr },
+        { "relative/level.dat", "copies/a.dat", false, false, "", "File Path is not absolute" },
+        { Missing, "copies/b.dat", false, false,
+          "Failed to open file '" + Missing + "' for reading while copying file due to 'No such file or directory'",
+          nullptr },
+        { Source, "../c.dat", false, false,
+          "Failed to open file '../c.dat' for writing while copying file due to 'VFSOpen Error: ../c.dat filename is "
+          "illegal or insecure'",
+          "filename is illegal or insecure" },
+        { Folder, "copies/d.dat", false, false, "Failed to read from file '" + Folder + "' while copying file",
+          nullptr },
+        { Source, "copies/e.dat", true, false, "Failed to write to file 'copies/e.dat' while copying file", nullptr },
+    };
+    rlimit Previous;
+    ASSERT_EQ( getrlimit( RLIMIT_FSIZE, &Previous ), 0 );
+    const sighandler_t PreviousHandler = signal( SIGXFSZ, SIG_IGN );
+    for ( const SRow& Row : Table )
+    {
+        CLogRecorder Log;
+        CAssertRecorder Asserts;
+        rlimit Limit = Previous;
+        Limit.rlim_cur = Row.bSizeLimit ? rlim_t( 1 << 20 ) : Previous.rlim_cur;
+        ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &Limit ), 0 );
+        const bool bCopied = VFSCopyFile( Row.Source.c_str(), Row.pDest );
+        setrlimit( RLIMIT_FSIZE, &Previous );
+        EXPECT_EQ( bCopied, Row.bCopied ) << Row.pDest;
+        EXPECT_EQ( Log.Texts(), NoneOrOne( Row.Log.empty() ? nullptr : ( Row.Log + "\n" ).c_str() ) );
+        EXPECT_EQ( Asserts.Texts(), NoneOrOne( Row.pAssert ) );
+    }
+    signal( SIGXFSZ, PreviousHandler );
+    EXPECT_TRUE( ReadRealFile( WriteDir + "copies/level.dat" ) == std::string( 3 << 20, 'L' ) );
+    EXPECT_FALSE( std::filesystem::exists( WriteDir + "copies/a.dat" ) );
+    EXPECT_FALSE( std::filesystem::exists( Root / "xdg/Quorlax/c.dat" ) );
+}
 
-    CLogRecorder Log;
-    CAssertRecorder Asserts;
-    EXPECT_FALSE( VFSCopyFile( "relative/level.dat", "copies/x.dat" ) );
-    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/missing.dat" ).c_str(), "copies/x.dat" ) );
-    EXPECT_FALSE( VFSCopyFile( ( Root / "outside/level.dat" ).c_str(), "../x.dat" ) );
-    EXPECT_FALSE( VFSCreateDir( "../climb" ) );
-    EXPECT_EQ( Log.Texts(),
-               ( std::vector<std::string>{
-                   "Failed to open file '" + ( Root / "outside/missing.dat" ).string() +
-                       "' for reading while copying file due to 'No such file or directory'\n",
-                   "Failed to open file '../x.dat' for writing while copying file due to 'VFSOpen Error: ../x.dat "
-                   "filename is illegal or insecure'\n",
-                   "Could not create or read directory: ../climb\n" } ) );
-    EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "File Path is not absolute", "filename is illegal or insecure" } ) );
+TEST_F( CVirtualFileSystem, CreatesDirectoriesWithTheirParentsOrTellsWhichFailed )
+{
+    WriteRealFile( WriteDir + "plain.txt", "x" );
+    const struct
+    {
+        const char* pPath;
+        bool bMade;
+    } Table[] = {
+        { "made/below", true }, { "made", true }, { "../climb", false }, { "plain.txt", false },
+        { "plain.txt/sub", false },
+    };
+    for ( const auto& Row : Table )
+    {
+        CLogRecorder Log;
+        EXPECT_EQ( VFSCreateDir( Row.pPath ), Row.bMade ) << Row.pPath;
+        const std::string Text = std::string( "Could not create or read directory: " ) + Row.pPath + "\n";
+        EXPECT_EQ( Log.Texts(), NoneOrOne( Row.bMade ? nullptr : Text.c_str() ) );
+    }
+    EXPECT_TRUE( std::filesystem::is_directory( WriteDir + "made/below" ) );
+    EXPECT_FALSE( std::filesystem::exists( Root / "xdg/Quorlax/climb" ) );
+    EXPECT_EQ( ReadRealFile( WriteDir + "plain.txt" ), "x" );
+}
+
+TEST_F( CVirtualFileSystem, ListsTheDirectoriesOfTheWriteDirectoryAndRefusesNamesTheTreeCantAddress )
+{
+    for ( const char* pDir : { "slot2", "slot1", "Profile", "a b", "saves/x", "saves/y/z", "bad/ok", "bad/\xff\xfe",
+                               "colon/a:b", "slash/a\\b" } )
+    {
+        std::filesystem::create_directories( WriteDir + pDir );
+    }
+    WriteRealFile( WriteDir + "notes.txt", "not a directory" );
+    const struct
+    {
+        const char* pDir;
+        std::vector<std::string> Names;
+        const char* pError;
+        const char* pAssert;
+    } Table[] = {
+        { "", { "Profile", "a b", "bad", "colon", "saves", "slash", "slot1", "slot2" }, nullptr, nullptr },
+        { "saves", { "x", "y" }, nullptr, nullptr },
+        { "saves/y/z", {}, nullptr, nullptr },
+        { "missing", {}, "Could not read directory: missing", nullptr },
+        { "notes.txt", {}, "Could not read directory: notes.txt", nullptr },
+        { "../vfs_test", {}, "../vfs_test is not a valid file name or path",
+          "../vfs_test is not a valid file name or path" },
+        { "saves/./x", {}, "saves/./x is not a valid file name or path", "saves/./x is not a valid file name or path" },
+        { "/tmp", {}, "/tmp is not a valid file name or path", "/tmp is not a valid file name or path" },
+        { "bad", {}, "Invalid directory name found: \xff\xfe", "Invalid directory name found" },
+        { "colon", {}, "Invalid directory name found: a:b", "Invalid directory name found" },
+        { "slash", {}, "Invalid directory name found: a\\b", "Invalid directory name found" },
+    };
+    for ( const auto& Row : Table )
+    {
+        CAssertRecorder Asserts;
+        const CVFSListResult Result = VFSListWriteDir( Row.pDir );
+        EXPECT_EQ( NoneOrOne( Result.IsFailure() ? Result.GetError().GetData() : nullptr ), NoneOrOne( Row.pError ) )
+            << Row.pDir;
+        EXPECT_EQ( Result.IsSuccess() ? Sorted( Result.GetValue() ) : std::vector<std::string>{}, Row.Names )
+            << Row.pDir;
+        EXPECT_EQ( Asserts.Texts(), NoneOrOne( Row.pAssert ) );
+    }
+    // The order is the listing's own, not the test's sorting.
+    EXPECT_EQ( Sorted( VFSListWriteDir( "" ).GetValue() ), std::vector<std::string>( Table[ 0 ].Names ) );
+    EXPECT_EQ( VFSListWriteDir( "" ).GetValue()[ 7 ].GetStdString(), "slot2" );
+    EXPECT_TRUE( VFSShutdown() );
+    EXPECT_EQ( VFSListWriteDir( "" ).GetError(), "No write directory" );
+    ASSERT_TRUE( VFSInit( nullptr, "vfs_test", false ) );
+}
+
+TEST_F( CVirtualFileSystem, ReplacesAGameDataDirectoryByItsPositionFromTheTail )
+{
+    for ( const char* pName : { "base", "patch", "mod" } )
+    {
+        WriteRealFile( Root / pName / "who.txt", pName );
+        WriteRealFile( Root / pName / ( std::string( pName ) + "_only.txt" ), pName );
+    }
+    ASSERT_TRUE( MakeZip( Root / "extra.zip", { { "extra.txt", "extra" } }, false ) );
+    const std::string Extra = ReadRealFile( Root / "extra.zip" );
+    // Last components of the search path, front (winning) first.
+    const auto SearchPathNames = [] {
+        std::vector<std::string> Names;
+        for ( const CString& Entry : VFSGetSearchPath() )
+        {
+            Names.push_back( std::filesystem::path( Entry.GetStdString() ).filename().string() );
+        }
+        return Names;
+    };
+    const auto GameDataNames = [] {
+        std::vector<std::string> Names;
+        for ( const CString& Dir : VFSGetGameDataDirs() )
+        {
+            Names.push_back( std::filesystem::path( Dir.GetStdString() ).filename().string() );
+        }
+        return Names;
+    };
+    const struct
+    {
+        int32 TailIndex;
+        int32 OriginalTailIndex;
+        bool bReplaced;
+        std::vector<std::string> GameData;
+        std::vector<std::string> SearchPath;
+        const char* pAssert;
+    } Table[] = {
+        { 2, 0, true, { "mod", "patch" }, { "extra.zip", "patch", "mod" }, nullptr },
+        { 0, 2, true, { "patch", "base" }, { "extra.zip", "base", "patch" }, nullptr },
+        { 1, 0, true, { "base", "mod" }, { "extra.zip", "mod", "base" }, nullptr },
+        { 0, 1, true, { "base", "patch" }, { "extra.zip", "patch", "base" }, nullptr },
+        { 1, 1, true, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" }, nullptr },
+        { 3, 0, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Tail index out of bounds of mounted game data directory array. Index '3'" },
+        { -1, 0, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Tail index out of bounds of mounted game data directory array. Index '-1'" },
+        { 0, 3, false, { "base", "patch", "mod" }, { "extra.zip", "mod", "patch", "base" },
+          "Original tail index out of bounds of mounted game data directory array. Index '3'" },
+    };
+    for ( const auto& Row : Table )
+    {
+        ASSERT_TRUE( VFSShutdown() );
+        ASSERT_TRUE( VFSInit( nullptr, "vfs_test", false ) );
+        for ( const char* pName : { "base", "patch", "mod" } )
+        {
+            ASSERT_TRUE( VFSMountGameDataDir( Root.c_str(), {}, pName ) );
+        }
+        ASSERT_TRUE( VFSMountMemory( Extra.data(), Extra.size(), "extra.zip" ) );
+        CAssertRecorder Asserts;
+        EXPECT_EQ( VFSReplaceGameDataDir( Row.TailIndex, Row.OriginalTailIndex ), Row.bReplaced ) << Row.TailIndex;
+        EXPECT_EQ( GameDataNames(), Row.GameData ) << Row.TailIndex << " " << Row.OriginalTailIndex;
+        EXPECT_EQ( SearchPathNames(), Row.SearchPath ) << Row.TailIndex << " " << Row.OriginalTailIndex;
+        EXPECT_EQ( Asserts.Texts(), NoneOrOne( Row.pAssert ) );
+        // The tree follows the search path: the winner's file, the replaced one's files gone, the archive served.
+        EXPECT_EQ( ReadVFSFile( "who.txt" ), SearchPathNames()[ 1 ] );
+        for ( const char* pName : { "base", "patch", "mod" } )
+        {
+            const bool bMounted = std::find( Row.GameData.begin(), Row.GameData.end(), pName ) != Row.GameData.end();
+            EXPECT_EQ( VFSExists( CString( std::string( pName ) + "_only.txt" ) ), bMounted ) << pName;
+        }
+        EXPECT_EQ( ReadVFSFile( "extra.txt" ), "extra" );
+    }
+    // A directory that has to come out with a file open keeps everything as it was.
+    CVFSOpenResult Open = VFSOpen( "patch_only.txt", CFile::OPEN_READ, 0 );
+    ASSERT_TRUE( Open.IsSuccess() );
+    SVFSFile* pOpen = Open.MoveValue();
+    {
+        CLogRecorder Log;
+        EXPECT_FALSE( VFSReplaceGameDataDir( 1, 0 ) );
+        EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "Failed to replace game data dir '" +
+                                                          ( Root / "patch" ).string() + "' by '" +
+                                                          ( Root / "mod" ).string() + "': files still open\n" } );
+    }
+    EXPECT_EQ( GameDataNames(), ( std::vector<std::string>{ "base", "patch", "mod" } ) );
+    EXPECT_EQ( SearchPathNames(), ( std::vector<std::string>{ "extra.zip", "mod", "patch", "base" } ) );
+    VFSClose( pOpen );
 }
