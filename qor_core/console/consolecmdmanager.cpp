@@ -5,6 +5,7 @@
 #include "qor_core/qor_assert.h"
 #include "qor_core/qor_log_categories.h"
 #include "qor_core/thread/qor_task.h"
+#include "qor_core/virtualfilesystem.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -24,6 +25,35 @@ bool IsBlank( char Char )
 {
     return Char == ' ' || Char == '\t' || Char == '\r' || Char == '\n';
 }
+
+// Console work is not a frame, so while a command runs files may be opened on the main thread without the
+// stall report. Commands may run commands: the outermost call raises the file system's flag and lowers it
+// again, and the file system being down leaves it alone.
+class CMainThreadOpenScope
+{
+public:
+    CMainThreadOpenScope() : _bRaised( VFSIsInitialised() )
+    {
+        if ( _bRaised && s_nDepth++ == 0 )
+        {
+            VFSSetAllowMainThreadOpen( true );
+        }
+    }
+    ~CMainThreadOpenScope()
+    {
+        if ( _bRaised && --s_nDepth == 0 )
+        {
+            VFSSetAllowMainThreadOpen( false );
+        }
+    }
+    CMainThreadOpenScope( const CMainThreadOpenScope& ) = delete;
+    CMainThreadOpenScope& operator=( const CMainThreadOpenScope& ) = delete;
+
+private:
+    // The console runs on one thread.
+    static inline int32 s_nDepth = 0;
+    bool _bRaised;
+};
 
 SConsoleCmdResult Failure( CString Text )
 {
@@ -151,6 +181,7 @@ SConsoleCmdResult CConsoleCmdManager::Execute( CConsoleArguments Arguments )
     {
         return Failure( "Console not available in multiplayer or ironman mode." );
     }
+    const CMainThreadOpenScope AllowOpen;
     if ( Arguments.IsEmpty() )
     {
         return Failure( "Empty command line." );

@@ -108,7 +108,7 @@ public:
     CTweakable* FindVariable( CQorStringView Name ) const;
 
     // Runs Arguments[ 0 ] with the arguments behind it; see the checks in the source. A result text is given
-    // also on failure.
+    // also on failure. While it runs, with the file system up, files may be opened on the main thread.
     SConsoleCmdResult Execute( CConsoleArguments Arguments );
     // Splits a line into words at blanks and tabs ("double quotes" hold a word with blanks) and runs it. An
     // empty or overlong line, or a quote left open, fails with its own text and runs nothing.

@@ -8,10 +8,12 @@
 // - CTweakableBool: a call without argument toggles, and the answer is "Enabled" or "Disabled". The texts "0",
 //   "false" and "no" are false, all others true, case counting;
 // - CTweakableString;
-// - CTweakableCallback: a function instead of a variable; the answer is "Called " and its label.
+// - CTweakableCallback: a function instead of a variable; the answer is "Called " and its label;
+// - CTweakableColor: red, green, blue and alpha, read and written as text of its own.
 
 #include "qor_core/console/consolecmdvariable.h"
 #include "qor_core/fixedpoint.h"
+#include "qor_core/matrix.h"
 #include "qor_core/qor_charconv.h"
 #include "qor_core/qor_optional.h"
 #include "qor_core/qor_string.h"
@@ -208,4 +210,31 @@ public:
 private:
     CString _Label;
     FCallback _Callback;
+};
+
+// A colour of four float channels, red, green, blue and alpha, in 0 to 1. Its text is the four channels in their
+// shortest exact form, "1 0.5 0 1". It reads that, three channels with alpha 1, channels above 1 on the 0 to 255
+// scale, or a hexadecimal "0xAARRGGBB", as the persistence reader reads colours. On the console the channels may
+// stand as separate arguments.
+class CTweakableColor : public CTweakable
+{
+public:
+    using CColor = CVector<float, 4>;
+
+    CTweakableColor( CColor* pValue, CQorStringView Name, CQorStringView Description )
+        : CTweakable( pValue, Name, Description, TypeTagOf<CTweakableColor>() )
+    {
+    }
+
+    void ToString( CString& Out ) const override;
+    bool FromString( CQorStringView Text ) override;
+    // Up to four arguments, taken together as one text.
+    void Execute( SConsoleCmdResult& Result, CConsoleArguments Arguments ) override;
+
+    // The colour, or transparent black without a variable.
+    CColor Get() const { return _pValue ? *static_cast<const CColor*>( _pValue ) : CColor(); }
+    // Stores a colour that differs and tells the change hook; nothing without a variable.
+    void Set( const CColor& Value );
+    // False, with Value untouched, when Text is none of the colour's forms.
+    static bool ParseColor( CQorStringView Text, CColor& Value );
 };

@@ -4,11 +4,13 @@
 #include "qor_core/qorfilewatcher.h"
 #include "qor_core/thread/qor_task.h"
 #include "qor_core/thread/qor_task_scheduler.h"
+#include "qor_core/virtualfilesystem.h"
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -359,8 +361,88 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     EXPECT_EQ( g_FileWatcherNotificationDelayMs, 250 );
     g_FileWatcherNotificationDelayMs = DelayBefore;
 
+    // The file system's throttles: floats over the whole range, a bad value keeps the old one.
+    struct SLimitLine
+    {
+        const char* pLine;
+        bool bSuccess;
+        const char* pText;
+        float Read;
+        float Write;
+    };
+    const SLimitLine LimitLines[] = {
+        { "ReadLimit", true, "Value 0", 0.0f, 0.0f },
+        { "ReadLimit 1.5", true, "Value 1.5", 1.5f, 0.0f },
+        { "WriteLimit -3", true, "Value -3", 1.5f, -3.0f },
+        { "WriteLimit 1e6", true, "Value 1000000", 1.5f, 1e6f },
+        { "ReadLimit fast", false, "Invalid value 'fast'. Value 1.5", 1.5f, 1e6f },
+        { "ReadLimit 0", true, "Value 0", 0.0f, 1e6f },
+        { "WriteLimit 0", true, "Value 0", 0.0f, 0.0f },
+    };
+    for ( const SLimitLine& Line : LimitLines )
+    {
+        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
+        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
+        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
+        EXPECT_EQ( g_VFSReadLimit, Line.Read ) << Line.pLine;
+        EXPECT_EQ( g_VFSWriteLimit, Line.Write ) << Line.pLine;
+    }
+    for ( const char* pName : { "ReadLimit", "WriteLimit" } )
+    {
+        const auto* pLimit = dynamic_cast<const CTweakableMinMax<float>*>( Manager.FindVariable( pName ) );
+        ASSERT_NE( pLimit, nullptr ) << pName;
+        EXPECT_EQ( pLimit->GetMin(), std::numeric_limits<float>::lowest() );
+        EXPECT_EQ( pLimit->GetMax(), std::numeric_limits<float>::max() );
+    }
+
     CAssertRecorder Asserts;
     CConsoleCmdManager::Create();
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "_pInstance == 0" } );
     EXPECT_EQ( &CConsoleCmdManager::Get(), &Manager );
+}
+
+TEST( ConsoleCmdManager, ColourTextsAndForms )
+{
+    CConsoleCmdManager Manager;
+    CTweakableColor::CColor Tint( 1.0f, 0.5f, 0.0f, 1.0f );
+    int32 nChanges = 0;
+    CTweakable::RegisterWith<CTweakableColor>( Manager, &Tint, "Tint", "A colour" )
+        ->SetChangeHook( [ & ]( CTweakable& ) { ++nChanges; } );
+    struct SLine
+    {
+        const char* pLine;
+        bool bSuccess;
+        const char* pText;
+    };
+    const SLine Lines[] = {
+        { "Tint", true, "Value 1 0.5 0 1" },
+        { "Tint 0 0 1", true, "Value 0 0 1 1" },
+        { "Tint \"255 0 51 0.25\"", true, "Value 1 0 0.2 0.25" },
+        { "Tint 0.5,0.25,1,0", true, "Value 0.5 0.25 1 0" },
+        { "Tint 0x80FF0000", true, "Value 1 0 0 0.5019608" },
+        { "Tint 0XFF00ff00", true, "Value 0 1 0 1" },
+        { "Tint 0x", false, "Invalid value '0x'. Value 0 1 0 1" },
+        { "Tint 0x1FF00FF00", false, "Invalid value '0x1FF00FF00'. Value 0 1 0 1" },
+        { "Tint 0x-1", false, "Invalid value '0x-1'. Value 0 1 0 1" },
+        { "Tint 1 0", false, "Invalid value '1 0'. Value 0 1 0 1" },
+        { "Tint \"1 0 0 1 1\"", false, "Invalid value '1 0 0 1 1'. Value 0 1 0 1" },
+        { "Tint red green blue", false, "Invalid value 'red green blue'. Value 0 1 0 1" },
+        { "Tint inf 0 0", false, "Invalid value 'inf 0 0'. Value 0 1 0 1" },
+        { "Tint 1 0 0 1 1", false, "Too many arguments: 'Tint' takes at most 4, got 5." },
+        { "Tint 0 1 0 1", true, "Value 0 1 0 1" },
+    };
+    for ( const SLine& Line : Lines )
+    {
+        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
+        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
+        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
+    }
+    // Five changes: the last line wrote the colour it held.
+    EXPECT_EQ( nChanges, 5 );
+
+    CTweakableColor Unbound( nullptr, "Unbound", "" );
+    EXPECT_TRUE( Unbound.FromString( "1 1 1" ) );
+    CString Text;
+    Unbound.ToString( Text );
+    EXPECT_EQ( Text.GetStdString(), "0 0 0 0" );
 }
