@@ -1178,6 +1178,11 @@ void VFSSetAllowMainThreadOpen( bool bAllow )
     s_bAllowMainThreadOpen.store( bAllow );
 }
 
+bool VFSGetAllowMainThreadOpen()
+{
+    return s_bAllowMainThreadOpen.load();
+}
+
 namespace NVFS
 {
 bool MatchesMask( CQorStringView Name, CQorStringView Mask )

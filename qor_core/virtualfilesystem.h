@@ -171,6 +171,7 @@ bool VFSIsVerifyThreadRunning();
 
 // Opening a file on the main thread is reported, since it stalls a frame, unless allowed here.
 void VFSSetAllowMainThreadOpen( bool bAllow );
+bool VFSGetAllowMainThreadOpen();
 
 namespace NVFS
 {

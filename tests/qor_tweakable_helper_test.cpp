@@ -65,12 +65,9 @@ protected:
         }
         return false;
     }
-    // A command leaves the file system's main-thread flag down (it can't tell how it found it): the fixture's
-    // setting is put back.
     std::string Run( const char* pLine )
     {
         const SConsoleCmdResult Result = _Manager.ExecuteLine( pLine );
-        VFSSetAllowMainThreadOpen( true );
         EXPECT_TRUE( Result._bSuccess ) << pLine;
         return Result._Text.GetStdString();
     }
@@ -239,11 +236,14 @@ TEST_F( CTweakableHelperTest, ConsoleCommandsMayOpenFilesOnTheMainThread )
     EXPECT_TRUE( _Manager.ExecuteLine( "Game.ResetFromDisk" )._bSuccess );
     EXPECT_EQ( _nReloads, 1 );
     EXPECT_TRUE( Asserts.Texts().empty() );
-    // Outside the console the flag is down again.
+    // Outside the console the flag is down again, as it was found.
     EXPECT_TRUE( _pHelper->ResetFromDisk() );
     EXPECT_EQ( Asserts.Texts(),
                std::vector<std::string>{ "Opening file on main thread, this will cause stalls and should be avoided" } );
+    // An application's own setting outlives a command.
     VFSSetAllowMainThreadOpen( true );
+    EXPECT_TRUE( _Manager.ExecuteLine( "Game.ResetFromDisk" )._bSuccess );
+    EXPECT_TRUE( VFSGetAllowMainThreadOpen() );
 }
 
 TEST_F( CTweakableHelperTest, AWatchedFileReloadsWhenItChanges )

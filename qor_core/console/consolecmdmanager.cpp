@@ -27,8 +27,8 @@ bool IsBlank( char Char )
 }
 
 // Console work is not a frame, so while a command runs files may be opened on the main thread without the
-// stall report. Commands may run commands: the outermost call raises the file system's flag and lowers it
-// again, and the file system being down leaves it alone.
+// stall report. Commands may run commands: the outermost call raises the file system's flag and puts back what
+// it found, and the file system being down leaves it alone.
 class CMainThreadOpenScope
 {
 public:
@@ -36,6 +36,7 @@ public:
     {
         if ( _bRaised && s_nDepth++ == 0 )
         {
+            s_bFound = VFSGetAllowMainThreadOpen();
             VFSSetAllowMainThreadOpen( true );
         }
     }
@@ -43,7 +44,7 @@ public:
     {
         if ( _bRaised && --s_nDepth == 0 )
         {
-            VFSSetAllowMainThreadOpen( false );
+            VFSSetAllowMainThreadOpen( s_bFound );
         }
     }
     CMainThreadOpenScope( const CMainThreadOpenScope& ) = delete;
@@ -52,6 +53,7 @@ public:
 private:
     // The console runs on one thread.
     static inline int32 s_nDepth = 0;
+    static inline bool s_bFound = false;
     bool _bRaised;
 };
 
