@@ -4,8 +4,8 @@
 // gives more bytes than its stated size; and the archive always comes out of the search path again (no handle
 // is left open).
 
+#include "fuzz/fuzz_support.h"
 #include "qor_core/file.h"
-#include "qor_core/log_deprecated.h"
 #include "qor_core/qor_assert.h"
 #include "qor_core/virtualfilesystem.h"
 
@@ -18,16 +18,6 @@
 
 namespace
 {
-// Takes the file system's log lines without writing them anywhere.
-class CDroppingLogger : public CLogger
-{
-public:
-    void Log( uint32, CQorStringView, uint32, const CString& ) override {}
-    void Flush() override {}
-    int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override {}
-};
-
 // Hostile data may trip the enumeration's reports (a symbolic link in an archive): they are reports, not faults.
 void IgnoreAssert( const char*, const char*, uint32, bool, bool* pBreak, bool* )
 {
@@ -53,7 +43,7 @@ void Shutdown()
 
 bool Initialise()
 {
-    SetLogger( CQorScopedPtr<CLogger>( new CDroppingLogger ) );
+    NFuzz::DropLogLines();
     SetAssertHandler( &IgnoreAssert );
     VFSSetAllowMainThreadOpen( true );
     g_ArchivePath = "/tmp/qor_archive_fuzz_" + std::to_string( getpid() ) + ".zip";

@@ -3,7 +3,7 @@
 // a trimmed, non-empty name of its own, found again by name. The typed queries agree with std::from_chars,
 // and the text that ToString rebuilds parses back to the same arguments wherever names hold no blank or '='.
 
-#include "qor_core/log_deprecated.h"
+#include "fuzz/fuzz_support.h"
 #include "qor_core/qor_assert.h"
 #include "qor_core/qor_commandline.h"
 
@@ -25,16 +25,6 @@ const SCommandLineOption g_FuzzString{ "s", "", COMMAND_LINE_OPTION_TYPE_STRING 
 const SCommandLineOptionRegistration g_Registrations[] = {
     SCommandLineOptionRegistration( g_FuzzInt ), SCommandLineOptionRegistration( g_FuzzUnsigned ),
     SCommandLineOptionRegistration( g_FuzzBool ), SCommandLineOptionRegistration( g_FuzzString ) };
-
-// Takes the parser's log lines without writing them anywhere.
-class CDroppingLogger : public CLogger
-{
-public:
-    void Log( uint32, CQorStringView, uint32, const CString& ) override {}
-    void Flush() override {}
-    int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override {}
-};
 
 void Check( bool bCondition )
 {
@@ -111,7 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* pData, size_t Size )
     static const bool s_bSetUp = []
     {
         SetAssertHandler( []( const char*, const char*, uint32, bool, bool*, bool* ) { std::abort(); } );
-        SetLogger( CQorScopedPtr<CLogger>( new CDroppingLogger ) );
+        NFuzz::DropLogLines();
         return true;
     }();
     (void)s_bSetUp;
@@ -156,9 +146,6 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* pData, size_t Size )
     CheckBool( CommandLine );
     CQorOptional<CString> String = CommandLine.GetString( g_FuzzString );
     Check( bool( String ) == CommandLine.HasOption( g_FuzzString ) );
-    // Emptied by hand: clang 14 gives the optional its defaulted destructor instead of the constrained one
-    // that destroys the value, and the text would leak.
-    String.Reset();
     CString Usage;
     CommandLine.GetUsage( Usage );
 

@@ -3,9 +3,9 @@
 // was; the ranged number never leaves its range. A line that splits runs the words it split into, which hold
 // no quote, and the same words run as arguments give the same result.
 
+#include "fuzz/fuzz_support.h"
 #include "qor_core/console/consolecmdmanager.h"
 #include "qor_core/console/tweakablevariable.h"
-#include "qor_core/log_deprecated.h"
 #include "qor_core/qor_assert.h"
 
 #include <cstdint>
@@ -28,15 +28,6 @@ void AbortOnAssert( const char*, const char*, uint32, bool, bool*, bool* )
     std::abort();
 }
 
-class CDroppingLogger : public CLogger
-{
-public:
-    void Log( uint32, CQorStringView, uint32, const CString& ) override {}
-    void Flush() override {}
-    int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override {}
-};
-
 struct SVariables
 {
     int32 Number = 5;
@@ -58,7 +49,7 @@ struct SConsole
     SConsole()
     {
         SetAssertHandler( &AbortOnAssert );
-        SetLogger( CQorScopedPtr<CLogger>( new CDroppingLogger ) );
+        NFuzz::DropLogLines();
         SConsoleCommand Echo;
         Echo._Name = "Echo";
         Echo._bRelease = true;

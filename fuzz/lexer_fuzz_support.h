@@ -1,10 +1,10 @@
 #pragma once
 
-// What both lexer targets share: the token tables, a logger that drops the warnings hostile input earns, and an
-// assertion handler that lets through only the reports hostile input may cause (an unknown binary identifier, a
-// binary text with a zero inside) and stops on any other, which would be a fault of the lexer.
+// What both lexer targets share: the token tables, the dropped log lines, and an assertion handler that lets
+// through only the reports hostile input may cause (an unknown binary identifier, a binary text with a zero inside)
+// and stops on any other, which would be a fault of the lexer.
 
-#include "qor_core/log_deprecated.h"
+#include "fuzz/fuzz_support.h"
 #include "qor_core/persistence/lexer.h"
 #include "qor_core/qor_assert.h"
 
@@ -14,15 +14,6 @@
 
 namespace NLexerFuzz
 {
-class CDroppingLogger : public CLogger
-{
-public:
-    void Log( uint32, CQorStringView, uint32, const CString& ) override {}
-    void Flush() override {}
-    int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override {}
-};
-
 inline void StopOnUnexpectedAssert( const char* pText, const char* pFile, uint32 nLine, bool, bool*, bool* )
 {
     if ( std::strncmp( pText, "Unknown token '", 15 ) == 0 || std::strcmp( pText, "ValidateValStringLength()" ) == 0 )
@@ -35,7 +26,7 @@ inline void StopOnUnexpectedAssert( const char* pText, const char* pFile, uint32
 
 inline bool Prepare()
 {
-    SetLogger( CQorScopedPtr<CLogger>( new CDroppingLogger ) );
+    NFuzz::DropLogLines();
     SetAssertHandler( &StopOnUnexpectedAssert );
     CreateTokens();
     return true;

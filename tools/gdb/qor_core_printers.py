@@ -230,15 +230,16 @@ class FixedPointPrinter:
 class OptionalPrinter:
     def __init__(self, value):
         self.value = value
+        self.storage = value['_Value']
         self.name = template_name(value.type, 1)
 
     def to_string(self):
-        return self.name if bool(self.value['_IsSet']) else self.name + ' unset'
+        return self.name if bool(self.storage['_IsSet']) else self.name + ' unset'
 
     def children(self):
-        if bool(self.value['_IsSet']):
+        if bool(self.storage['_IsSet']):
             value_type = gdb.types.get_basic_type(self.value.type).template_argument(0)
-            yield '[value]', self.value['_Storage'].address.cast(value_type.pointer()).dereference()
+            yield '[value]', self.storage['_Storage'].address.cast(value_type.pointer()).dereference()
 
 
 class PtrPrinter:
