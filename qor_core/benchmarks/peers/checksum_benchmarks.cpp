@@ -37,7 +37,7 @@ public:
     {
         const std::string Tree = "tree_" + std::to_string( Count ) + "_" + std::to_string( Size );
         CQorArray<CString> Names;
-        std::vector<char> Bytes( size_t( Size ) );
+        std::vector<char> Bytes( static_cast<size_t>( Size ) );
         for ( int64 File = 0; File < Count; ++File )
         {
             const std::string Name = Tree + "/file_" + std::to_string( File ) + ".bin";
@@ -45,7 +45,7 @@ public:
             {
                 for ( size_t i = 0; i < Bytes.size(); ++i )
                 {
-                    Bytes[i] = char( ( i + size_t( File ) ) * 2654435761u >> 24 );
+                    Bytes[ i ] = char( ( i + size_t( File ) ) * 2654435761u >> 24 );
                 }
                 std::filesystem::create_directories( _Directory / Tree );
                 std::ofstream( _Directory / Name, std::ios::binary ).write( Bytes.data(), std::streamsize( Size ) );
