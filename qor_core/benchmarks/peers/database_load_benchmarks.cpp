@@ -5,7 +5,7 @@
 
 #include "qor_core/container/qor_container_utils.h"
 #include "qor_core/database_dependencies.h"
-#include "qor_core/log_deprecated.h"
+#include "qor_core/filelogger.h"
 
 #include <benchmark/benchmark.h>
 
@@ -19,15 +19,6 @@ namespace
 // takes milliseconds.
 constexpr uint32 WorkRounds = 8192;
 constexpr int32 LayerWidth = 100;
-
-class CDroppingLogger : public CLogger
-{
-public:
-    void Log( uint32, CQorStringView, uint32, const CString& ) override {}
-    void Flush() override {}
-    int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override {}
-};
 
 inline void Work( std::atomic<uint32>& Sink, int32 Index )
 {
