@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -116,17 +117,19 @@ TEST( StdioConsole, RunsInATerminal )
     std::string Pane;
     // The pane keeps no trailing blanks: the prompt shows as ">".
     ASSERT_TRUE( Session.WaitFor( ">", Pane ) ) << Pane;
-    Session.SendLine( "Test.Number 42" );
-    EXPECT_TRUE( Session.WaitFor( "Value 42", Pane ) ) << Pane;
-    Session.SendLine( "Test.Echo \"a b\" c" );
-    EXPECT_TRUE( Session.WaitFor( "[a b][c]", Pane ) ) << Pane;
-    Session.SendLine( "Test.Number 1000" );
-    EXPECT_TRUE( Session.WaitFor( "Value 100", Pane ) ) << Pane;
-    Session.SendLine( "Test.Nope" );
-    EXPECT_TRUE( Session.WaitFor( "Unknown command", Pane ) ) << Pane;
-    Session.SendLine( "Test.Number \"5" );
-    EXPECT_TRUE( Session.WaitFor( "Quote left open in command line.", Pane ) ) << Pane;
-    Session.SendLine( "exit" );
-    EXPECT_TRUE( Session.WaitFor( "program ended 0", Pane ) ) << Pane;
+    // Each line typed, and the answer the pane must show.
+    const std::pair<const char*, const char*> Lines[] = {
+        { "Test.Number 42", "Value 42" },
+        { "Test.Echo \"a b\" c", "[a b][c]" },
+        { "Test.Number 1000", "Value 100" },
+        { "Test.Nope", "Unknown command" },
+        { "Test.Number \"5", "Quote left open in command line." },
+        { "exit", "program ended 0" },
+    };
+    for ( const auto& [ pLine, pAnswer ] : Lines )
+    {
+        Session.SendLine( pLine );
+        EXPECT_TRUE( Session.WaitFor( pAnswer, Pane ) ) << pLine << "\n" << Pane;
+    }
     EXPECT_NE( Pane.find( "Ran 5 lines, number 100" ), std::string::npos ) << Pane;
 }
