@@ -1,9 +1,7 @@
 #include "qor_core/qor_paths.h"
 
-#include "qor_core/blob.h"
 #include "qor_core/container/qor_unordered_set.h"
 #include "qor_core/log_deprecated.h"
-#include "qor_core/memoryfile.h"
 #include "qor_core/persistence/lexer.h"
 #include "qor_core/persistence/qor_persistent_reader.h"
 #include "qor_core/qor_assert.h"
@@ -12,7 +10,6 @@
 #include "qor_core/virtualfilesystem.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace
 {
@@ -183,34 +180,6 @@ void ClearPaths()
 
 CTextLexer* CreateVFSTextLexer( CQorStringView FileName, CString& Reason )
 {
-    CVFSOpenResult Opened = VFSOpen( FileName, CFile::OPEN_READ, 0 );
-    if ( Opened.IsFailure() )
-    {
-        Reason = Opened.GetError();
-        return nullptr;
-    }
-    SVFSFile* pFile = Opened.MoveValue();
-    const int64 Size = VFSFileSize( pFile );
-    CBlob* pBlob = new CBlob();
-    bool bRead = Size >= 0 && Size <= INT32_MAX;
-    if ( bRead )
-    {
-        pBlob->Resize( int32( Size ) );
-        bRead = VFSRead( pFile, pBlob->GetData(), uint64( Size ) ) == uint64( Size );
-    }
-    VFSClose( pFile );
-    if ( !bRead )
-    {
-        Reason = VFSGetLastErrorText();
-        delete pBlob;
-        return nullptr;
-    }
-    static constexpr uint8 c_ByteOrderMark[3] = { 0xEF, 0xBB, 0xBF };
-    if ( pBlob->GetSize() >= 3 && std::memcmp( pBlob->GetData(), c_ByteOrderMark, 3 ) == 0 )
-    {
-        pBlob->RemoveRange( 0, 3 );
-    }
-    CMemoryFile* pMemoryFile = new CMemoryFile( pBlob, 1, CFile::OPEN_READ, true );
-    pMemoryFile->SetFileName( CString( FileName ) );
-    return new CTextLexer( pMemoryFile, true );
+    CMemoryFile* pFile = CLexer::ReadVFSFile( FileName, 1, Reason );
+    return pFile ? new CTextLexer( pFile, true ) : nullptr;
 }

@@ -6,15 +6,14 @@
 #include "qor_core/convert_utf.h"
 #include "qor_core/log_deprecated.h"
 #include "qor_core/memoryfile.h"
-#include "qor_core/nativefile.h"
 #include "qor_core/qor_assert.h"
 #include "qor_core/qor_charconv.h"
 #include "qor_core/thread/qor_mutex.h"
+#include "qor_core/virtualfilesystem.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -510,40 +509,64 @@ bool CLexer::IsCapturingRowData()
     return g_bCaptureRowData.load( std::memory_order_relaxed );
 }
 
+CMemoryFile* CLexer::ReadVFSFile( CQorStringView FileName, uint32 Type, CString& Reason, bool* pbMarked )
+{
+    CVFSOpenResult Opened = VFSOpen( FileName, CFile::OPEN_READ, 0 );
+    if ( Opened.IsFailure() )
+    {
+        Reason = Opened.GetError();
+        return nullptr;
+    }
+    SVFSFile* pFile = Opened.MoveValue();
+    const int64 Size = VFSFileSize( pFile );
+    CBlob* pBlob = new CBlob();
+    bool bRead = Size >= 0 && Size <= INT32_MAX;
+    if ( bRead )
+    {
+        pBlob->Resize( int32( Size ) );
+        bRead = VFSRead( pFile, pBlob->GetData(), uint64( Size ) ) == uint64( Size );
+    }
+    VFSClose( pFile );
+    if ( !bRead )
+    {
+        Reason = Size > INT32_MAX ? CString( "larger than 2 GiB" ) : VFSGetLastErrorText();
+        delete pBlob;
+        return nullptr;
+    }
+    static constexpr uint8 c_ByteOrderMark[ 3 ] = { 0xEF, 0xBB, 0xBF };
+    // A binary file's bytes are all data.
+    const bool bMarked = Type != 0 && pBlob->GetSize() >= 3 && std::memcmp( pBlob->GetData(), c_ByteOrderMark, 3 ) == 0;
+    if ( bMarked )
+    {
+        pBlob->RemoveRange( 0, 3 );
+    }
+    if ( pbMarked )
+    {
+        *pbMarked = bMarked;
+    }
+    CMemoryFile* pMemoryFile = new CMemoryFile( pBlob, Type, CFile::OPEN_READ, true );
+    pMemoryFile->SetFileName( CString( FileName ) );
+    return pMemoryFile;
+}
+
 CFile* CLexer::LoadFile( CQorStringView FileName, uint32 Type, int32 Encoding )
 {
-    const CString Name( FileName );
-    CBlob* pBlob = new CBlob();
+    CString Reason;
+    bool bMarked = false;
+    if ( CMemoryFile* pFile = ReadVFSFile( FileName, Type, Reason, &bMarked ) )
     {
-        CNativeFile File( Name.GetData(), Type, CFile::OPEN_READ );
-        const int OpenError = errno;
-        if ( !File.IsOpen() )
+        if ( Type != 0 && !bMarked && Encoding == ENCODING_UTF8 )
         {
-            LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "%s due to '%s'",
-                       "Could not create lexer from file", std::strerror( OpenError ) );
+            LogPrintf( SLogLocation( __FILE__, __LINE__, c_TextWarningCategory ),
+                       "File '%s' should be in utf8-bom encoding (will try to use it anyways)", pFile->GetFileName().GetData() );
         }
-        else
-        {
-            File.ReadBlob( *pBlob );
-            static constexpr uint8 c_ByteOrderMark[ 3 ] = { 0xEF, 0xBB, 0xBF };
-            const bool bMarked = pBlob->GetSize() >= 3 && std::memcmp( pBlob->GetData(), c_ByteOrderMark, 3 ) == 0;
-            // A binary file's bytes are all data.
-            if ( Type != 0 && bMarked )
-            {
-                CBlob* pUnmarked = new CBlob( pBlob->GetData() + 3, pBlob->GetSize() - 3 );
-                delete pBlob;
-                pBlob = pUnmarked;
-            }
-            else if ( Type != 0 && Encoding == ENCODING_UTF8 )
-            {
-                LogPrintf( SLogLocation( __FILE__, __LINE__, c_TextWarningCategory ),
-                           "File '%s' should be in utf8-bom encoding (will try to use it anyways)", Name.GetData() );
-            }
-        }
+        return pFile;
     }
-    CMemoryFile* pFile = new CMemoryFile( pBlob, Type, CFile::OPEN_READ, true );
-    pFile->SetFileName( Name );
-    return pFile;
+    LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "%s due to '%s'", "Could not create lexer from file",
+               Reason.GetData() );
+    CMemoryFile* pEmpty = new CMemoryFile( new CBlob(), Type, CFile::OPEN_READ, true );
+    pEmpty->SetFileName( CString( FileName ) );
+    return pEmpty;
 }
 
 CTextLexer::CTextLexer( CQorStringView FileName, int32 Encoding )

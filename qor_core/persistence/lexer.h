@@ -17,6 +17,7 @@
 // never written again.
 
 #include "qor_core/file.h"
+#include "qor_core/memoryfile.h"
 #include "qor_core/persistence/token.h"
 #include "qor_core/qor_any.h"
 #include "qor_core/qor_string.h"
@@ -105,11 +106,17 @@ public:
     static void SetCaptureRowData( bool bCapture );
     static bool IsCapturingRowData();
 
+    // The whole file read through the virtual file system into an owned memory file of the given type (0 binary,
+    // 1 text) that carries the name. A text file loses its UTF-8 byte order mark; pbMarked, when given, tells
+    // whether it had one. Null, with the file system's reason in Reason, when the file can't be read.
+    static CMemoryFile* ReadVFSFile( CQorStringView FileName, uint32 Type, CString& Reason, bool* pbMarked = nullptr );
+
 protected:
     CLexer( CFile* pFile, bool bOwnsFile, int32 Encoding );
 
-    // The file's bytes in an owned memory file of the given type that carries the file's name. A file that
-    // can't be opened is logged and gives an empty one. A text file loses its byte order mark.
+    // The file's bytes, read through the virtual file system, in an owned memory file of the given type that
+    // carries the file's name. A file that can't be read is logged and gives an empty one. A text file loses its
+    // byte order mark.
     static CFile* LoadFile( CQorStringView FileName, uint32 Type, int32 Encoding );
 
     CFile* _pFile;
@@ -133,7 +140,7 @@ protected:
 class CTextLexer : public CLexer
 {
 public:
-    // Reads the whole file, a text file.
+    // Reads the whole file of the virtual file system, a text file.
     CTextLexer( CQorStringView FileName, int32 Encoding );
     // REQUIRES: File is a text file in a read mode.
     CTextLexer( CFile* File, bool bOwnsFile, int32 Encoding = ENCODING_ANY );
@@ -176,7 +183,7 @@ private:
 class CBinLexer : public CLexer
 {
 public:
-    // Reads the whole file, a binary file.
+    // Reads the whole file of the virtual file system, a binary file.
     explicit CBinLexer( CQorStringView FileName );
     // REQUIRES: File is a binary file in a read mode.
     CBinLexer( CFile* File, bool bOwnsFile );

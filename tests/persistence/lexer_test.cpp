@@ -4,12 +4,12 @@
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
 #include "tests/test_threads.h"
+#include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <barrier>
-#include <fstream>
 #include <ostream>
 #include <set>
 #include <string>
@@ -337,30 +337,64 @@ TEST_F( CLexerTest, CountersPeekCaptureAndReadUntil )
     EXPECT_EQ( File.GetLineNumber(), 2 );
 }
 
-TEST_F( CLexerTest, LexerByFileNameReadsTheWholeFileAndItsMark )
+// Data files in a mounted game folder, read by name through the file system.
+class CLexerFileTest : public NVFSTest::CVFSFixture
 {
-    const CTempPath Marked( "marked.txt" );
-    const CTempPath Plain( "plain.txt" );
-    std::ofstream( Marked.Path(), std::ios::binary ) << "\xEF\xBB\xBF" << "a = 1";
-    std::ofstream( Plain.Path(), std::ios::binary ) << "\xEF\xBB" << "a";
-    CTextLexer MarkedLexer( CQorStringView( Marked.c_str() ), CLexer::ENCODING_UTF8 );
-    EXPECT_EQ( LexAll( MarkedLexer ), ( std::vector<SLexed> { { 15, "a" }, { 1, "=" }, { 12, "1" } } ) );
-    EXPECT_EQ( MarkedLexer.GetFile()->GetFileName(), Marked.c_str() );
-    CTextLexer PlainLexer( CQorStringView( Plain.c_str() ), CLexer::ENCODING_ANY );
-    EXPECT_EQ( LexAll( PlainLexer ), ( std::vector<SLexed> { { 15, "\xEF\xBB" "a" } } ) );
-    EXPECT_EQ( LoggedSince( 1 ), std::vector<std::string> {} );
+protected:
+    void SetUp() override
+    {
+        NVFSTest::CVFSFixture::SetUp();
+        NVFSTest::WriteRealFile( Root / "game" / "data" / "marked.txt", "\xEF\xBB\xBF" "a = 1" );
+        NVFSTest::WriteRealFile( Root / "game" / "data" / "plain.txt", "\xEF\xBB" "a" );
+        ASSERT_TRUE( VFSMountDir( ( Root / "game" ).c_str() ) );
+        SetLogger( CQorScopedPtr<CLogger>( _pLogger ) );
+        CreateTokens();
+        _nSetUpLines = _pLogger->Texts().size();
+    }
+    void TearDown() override
+    {
+        DestroyTokens();
+        SetLogger( {} );
+        NVFSTest::CVFSFixture::TearDown();
+    }
 
-    CTextLexer CheckedLexer( CQorStringView( Plain.c_str() ), CLexer::ENCODING_UTF8 );
+    // What the test logged, without the token tables' reports.
+    std::vector<std::string> Logged() const
+    {
+        const std::vector<std::string> Texts = _pLogger->Texts();
+        return std::vector<std::string>( Texts.begin() + long( _nSetUpLines ), Texts.end() );
+    }
+
+    CRecordingLogger* _pLogger = new CRecordingLogger;
+    size_t _nSetUpLines = 0;
+};
+
+TEST_F( CLexerFileTest, LexerByFileNameReadsTheWholeFileAndItsMark )
+{
+    CTextLexer MarkedLexer( "data/marked.txt", CLexer::ENCODING_UTF8 );
+    EXPECT_EQ( LexAll( MarkedLexer ), ( std::vector<SLexed> { { 15, "a" }, { 1, "=" }, { 12, "1" } } ) );
+    EXPECT_EQ( MarkedLexer.GetFile()->GetFileName(), "data/marked.txt" );
+    CTextLexer PlainLexer( "data/plain.txt", CLexer::ENCODING_ANY );
+    EXPECT_EQ( LexAll( PlainLexer ), ( std::vector<SLexed> { { 15, "\xEF\xBB" "a" } } ) );
+    EXPECT_EQ( Logged(), std::vector<std::string> {} );
+
+    CTextLexer CheckedLexer( "data/plain.txt", CLexer::ENCODING_UTF8 );
     EXPECT_EQ( LexAll( CheckedLexer ).size(), 1u );
-    CTextLexer MissingLexer( CQorStringView( "/nonexistent/qor_lexer_test.txt" ), CLexer::ENCODING_UTF8 );
+    CTextLexer MissingLexer( "data/missing.txt", CLexer::ENCODING_UTF8 );
     EXPECT_FALSE( MissingLexer.NextToken() );
+    EXPECT_EQ( MissingLexer.GetFile()->GetFileName(), "data/missing.txt" );
+    // A name is a path of the file system's tree, never of the real one.
+    CTextLexer NativeLexer( ( Root / "game" / "data" / "marked.txt" ).c_str(), CLexer::ENCODING_ANY );
+    EXPECT_FALSE( NativeLexer.NextToken() );
     // A binary file keeps every byte.
-    CBinLexer BinLexer( CQorStringView( Marked.c_str() ) );
+    CBinLexer BinLexer( "data/marked.txt" );
     EXPECT_EQ( BinLexer.GetFile()->GetSize(), 8 );
-    EXPECT_EQ( LoggedSince( 1 ), ( std::vector<std::string> {
-                                     "File '" + Plain.Path() + "' should be in utf8-bom encoding (will try to use it anyways)\n",
-                                     "Failed conversion of utf8 string: \xEF\xBB" "a in file '" + Plain.Path() + "' (line:1)\n",
-                                     "Could not create lexer from file due to 'No such file or directory'\n" } ) );
+    EXPECT_EQ( Logged(), ( std::vector<std::string> {
+                                      "File 'data/plain.txt' should be in utf8-bom encoding (will try to use it anyways)\n",
+                                      "Failed conversion of utf8 string: \xEF\xBB" "a in file 'data/plain.txt' (line:1)\n",
+                                      "Could not create lexer from file due to 'VFSOpen Error: data/missing.txt not found'\n",
+                                      "Could not create lexer from file due to 'VFSOpen Error: " +
+                                          ( Root / "game" / "data" / "marked.txt" ).string() + " not found'\n" } ) );
 }
 
 TEST_F( CLexerTest, LexerOverTheWrongKindOfFileReports )
