@@ -456,8 +456,10 @@ void CReader::SkipToBlockEnd()
         }
         else if ( GetCurrent().Match( _closebrace_ ) )
         {
+            // At depth 0 only a variable whose value is '}' gets here: the peek saw its name. It is skipped as
+            // any other token, so the depth never goes below 0 and the block's own '}' still ends the skip.
             QOR_ASSERT( Recursives > 0 );
-            --Recursives;
+            Recursives = Recursives > 0 ? Recursives - 1 : 0;
         }
     }
 }

@@ -439,6 +439,18 @@ TEST_F( CReaderTest, Skips )
     Reader->SkipToEndOfBlock();
     Reader->ReadStatement();
     EXPECT_EQ( TextOf( Reader->GetKey() ), "z" );
+    {
+        // A variable's '}' is reported and skipped: the skip still ends in front of the block's own '}'.
+        CAssertRecorder Asserts;
+        CReaderOver VariableReader( "@x = }\na = { b = @x c = 1 }\nz = 1", false );
+        VariableReader->ReadStatement();
+        VariableReader->SkipToBlockEnd();
+        EXPECT_EQ( Asserts.Texts(), std::vector<std::string> { "Recursives > 0" } );
+        EXPECT_TRUE( VariableReader->Peek( _closebrace_ ) );
+        VariableReader->Next();
+        VariableReader->ReadStatement();
+        EXPECT_EQ( TextOf( VariableReader->GetKey() ), "z" );
+    }
 
     // Twenty levels: the shared depth reports from the sixteenth on, and is back at 0 after.
     std::string Deep = "a = ";
