@@ -385,12 +385,9 @@ TEST( CVirtualFileSystemInit, DefaultMountsTakeTheFirstCandidateOfEachGroupAndLo
     ASSERT_EQ( VFSGetGameDataDirs().GetSize(), 2 );
     EXPECT_EQ( VFSGetLastGameDataDir().GetStdString(), Base + "../../game/" );
     // With nothing found, one line lists every candidate.
-    const CQorArray<CString> Missing = [] {
-        CQorArray<CString> Names;
-        Names.Add( CString( "x/" ) );
-        Names.Add( CString( "y/" ) );
-        return Names;
-    }();
+    CQorArray<CString> Missing;
+    Missing.Add( CString( "x/" ) );
+    Missing.Add( CString( "y/" ) );
     EXPECT_FALSE( VFSMountGameDataDir( Base.c_str(), Missing, nullptr ) );
     EXPECT_EQ( Log.Texts().back(), "Failed to mount game dir from candidates: x/, y/\n" );
     EXPECT_TRUE( VFSMountGameDataDir( ( Root / "a" ).c_str(), Missing, "b\\c" ) );
@@ -551,23 +548,17 @@ TEST_F( CVirtualFileSystem, ReplacesAGameDataDirectoryByItsPositionFromTheTail )
     }
     ASSERT_TRUE( MakeZip( Root / "extra.zip", { { "extra.txt", "extra" } }, false ) );
     const std::string Extra = ReadRealFile( Root / "extra.zip" );
-    // Last components of the search path, front (winning) first.
-    const auto SearchPathNames = [] {
+    // Last components of the search path (front, winning, first) or of the game data directories.
+    const auto LastNames = []( const CQorArray<CString>& Paths ) {
         std::vector<std::string> Names;
-        for ( const CString& Entry : VFSGetSearchPath() )
+        for ( const CString& Path : Paths )
         {
-            Names.push_back( std::filesystem::path( Entry.GetStdString() ).filename().string() );
+            Names.push_back( std::filesystem::path( Path.GetStdString() ).filename().string() );
         }
         return Names;
     };
-    const auto GameDataNames = [] {
-        std::vector<std::string> Names;
-        for ( const CString& Dir : VFSGetGameDataDirs() )
-        {
-            Names.push_back( std::filesystem::path( Dir.GetStdString() ).filename().string() );
-        }
-        return Names;
-    };
+    const auto SearchPathNames = [ & ] { return LastNames( VFSGetSearchPath() ); };
+    const auto GameDataNames = [ & ] { return LastNames( VFSGetGameDataDirs() ); };
     const struct
     {
         int32 TailIndex;
