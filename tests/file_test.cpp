@@ -11,7 +11,7 @@
 #include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
-#include <functional>
+#include <type_traits>
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -149,20 +149,14 @@ TEST_F( CArchiveFileTest, ShortWritesThrow )
     Limit.rlim_cur = CArchiveFile::c_BufferSize;
     ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &Limit ), 0 );
     const sighandler_t PreviousHandler = signal( SIGXFSZ, SIG_IGN );
-    for ( const bool bString : { true, false } )
     {
-        CArchiveFile File( "limited.bin", 0, CFile::OPEN_WRITE );
-        EXPECT_EQ( ThrownText( [ & ] {
-                       if ( bString )
-                       {
-                           WriteString( File, CQorStringView( Large.data(), int32( Large.size() ), ENullTerminated::Yes ) );
-                       }
-                       else
-                       {
-                           File.Write( Large.data(), int32( Large.size() ) );
-                       }
-                   } ),
-                   bString ? "Failed writing full string" : "Failed writing file" );
+        CArchiveFile File( "string.bin", 0, CFile::OPEN_WRITE );
+        const CQorStringView Text( Large.data(), int32( Large.size() ), ENullTerminated::Yes );
+        EXPECT_EQ( ThrownText( [ & ] { WriteString( File, Text ); } ), "Failed writing full string" );
+    }
+    {
+        CArchiveFile File( "block.bin", 0, CFile::OPEN_WRITE );
+        EXPECT_EQ( ThrownText( [ & ] { File.Write( Large.data(), int32( Large.size() ) ); } ), "Failed writing file" );
     }
     signal( SIGXFSZ, PreviousHandler );
     setrlimit( RLIMIT_FSIZE, &Previous );
@@ -199,54 +193,26 @@ TEST_F( CArchiveFileTest, TypedReadsAndWritesOfEveryKindOfFileGoThroughItsReadAn
         int32 Value = 0;
         return File.Seek( 4 ) && File.ReadInt32( &Value ) ? Value : -1;
     };
-    const std::string NativePath = ( Root / "typed.bin" ).string();
-    const struct
-    {
-        const char* pKind;
-        std::function<std::string()> WrittenBytes;
-        std::function<int32()> ReadBack;
-    } Table[] = {
-        { "memory",
-          [ & ] {
-              CBlob Stored;
-              CMemoryFile File( &Stored, 0, CFile::OPEN_WRITE, false );
-              WriteTyped( File );
-              return std::string( reinterpret_cast<const char*>( Stored.GetData() ), size_t( Stored.GetSize() ) );
-          },
-          [ & ] {
-              CMemoryFile File( Expected.data(), int32( Expected.size() ), 0 );
-              return ReadTyped( File );
-          } },
-        { "native",
-          [ & ] {
-              {
-                  CNativeFile File( NativePath.c_str(), 0, CFile::OPEN_WRITE );
-                  WriteTyped( File );
-              }
-              return ReadRealFile( NativePath );
-          },
-          [ & ] {
-              CNativeFile File( NativePath.c_str(), 0, CFile::OPEN_READ );
-              return ReadTyped( File );
-          } },
-        { "archive",
-          [ & ] {
-              {
-                  CArchiveFile File( "typed.bin", 0, CFile::OPEN_WRITE );
-                  WriteTyped( File );
-              }
-              return ReadRealFile( WriteDir + "typed.bin" );
-          },
-          [ & ] {
-              CArchiveFile File( "typed.bin", 0, CFile::OPEN_READ );
-              return ReadTyped( File );
-          } },
+    // Each kind writes the bytes, then reads the integer behind the blob back from the expected bytes.
+    const auto RoundTrip = [ & ]( auto* pKind, const char* pName, const std::string& RealPath ) {
+        using FileT = std::remove_pointer_t<decltype( pKind )>;
+        {
+            FileT File( pName, 0, CFile::OPEN_WRITE );
+            WriteTyped( File );
+        }
+        EXPECT_EQ( ReadRealFile( RealPath ), Expected ) << pName;
+        FileT File( pName, 0, CFile::OPEN_READ );
+        EXPECT_EQ( ReadTyped( File ), 0x12345678 ) << pName;
     };
-    for ( const auto& Row : Table )
-    {
-        EXPECT_EQ( Row.WrittenBytes(), Expected ) << Row.pKind;
-        EXPECT_EQ( Row.ReadBack(), 0x12345678 ) << Row.pKind;
-    }
+    const std::string NativePath = ( Root / "typed.bin" ).string();
+    RoundTrip( static_cast<CNativeFile*>( nullptr ), NativePath.c_str(), NativePath );
+    RoundTrip( static_cast<CArchiveFile*>( nullptr ), "typed.bin", WriteDir + "typed.bin" );
+    CBlob Stored;
+    CMemoryFile Memory( &Stored, 0, CFile::OPEN_WRITE, false );
+    WriteTyped( Memory );
+    EXPECT_EQ( std::string( reinterpret_cast<const char*>( Stored.GetData() ), size_t( Stored.GetSize() ) ), Expected );
+    CMemoryFile MemoryReader( Expected.data(), int32( Expected.size() ), 0 );
+    EXPECT_EQ( ReadTyped( MemoryReader ), 0x12345678 );
     CChecksumFile Checksum;
     WriteTyped( Checksum );
     EXPECT_EQ( Checksum.GetChecksum( int32( Expected.size() ) ), ReferenceChecksum( Expected ) );
