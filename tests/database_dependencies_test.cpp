@@ -397,24 +397,14 @@ TEST( NDatabase, BadRecordsAreToldByName )
         int32 Edges;
     };
     const SCase Cases[] = {
-        { "missing dependency",
-          { CInitData( "Items", { "Textures", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) },
+        { "missing dependency", { CInitData( "Items", { "Textures", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) },
           { "Databases: 'Items' depends on 'Textures', which isn't registered; it loads without it" },
-          { "ppDependency" },
-          2,
-          1 },
-        { "registered twice",
-          { CInitData( "Items", {}, {} ), CInitData( "Items", {}, {} ) },
-          { "Databases: 'Items' is registered twice; one of its records is left out of the graph" },
-          {},
-          1,
-          0 },
+          { "ppDependency" }, 2, 1 },
+        { "registered twice", { CInitData( "Items", {}, {} ), CInitData( "Items", {}, {} ) },
+          { "Databases: 'Items' is registered twice; one of its records is left out of the graph" }, {}, 1, 0 },
         { "dependency listed twice",
-          { CInitData( "Items", { "Sounds", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) },
-          {},
-          { "New edge would duplicate an existing edge in the graph, violating the unique edge policy." },
-          2,
-          2 },
+          { CInitData( "Items", { "Sounds", "Sounds" }, {} ), CInitData( "Sounds", {}, {} ) }, {},
+          { "New edge would duplicate an existing edge in the graph, violating the unique edge policy." }, 2, 2 },
     };
     CTaskPools Pools( 4 );
     for ( const SCase& Case : Cases )
@@ -594,10 +584,7 @@ TEST( NDatabase, OptionsLogOrLoadOneDatabaseAndGiveTheirExitCode )
         { { "--database_test_index=3" }, true, { 0, 0, 0 }, {}, {} },
         { { "--database_test_index=4" }, true, { 0, 0, 0 }, {}, { "Databases: Text index '4' out of bounds" } },
         { { "--database_test_named=db1" }, true, { 0, 1, 0 }, {}, {} },
-        { { "--database_test_named=db9" },
-          false,
-          { 0, 0, 0 },
-          {},
+        { { "--database_test_named=db9" }, false, { 0, 0, 0 }, {},
           { "Databases: no database is named 'db9'; the databases load as usual" } },
     };
     for ( const SCase& Case : Cases )
