@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,34 +26,19 @@ public:
         Record._pName = pName;
         if ( !Reads.empty() )
         {
-            Record._IsReady = [this, Reads]
-            {
-                for ( const std::string& Read : Reads )
-                {
-                    if ( !_Up.count( Read ) )
-                    {
-                        return false;
-                    }
-                }
-                return true;
-            };
+            const auto IsUp = [this]( const std::string& Read ) { return _Up.count( Read ) > 0; };
+            Record._IsReady = [Reads, IsUp] { return std::all_of( Reads.begin(), Reads.end(), IsUp ); };
         }
         const std::string Name = pName ? pName : "";
-        Record._InitFunctions.Add(
-            [this, Name]
-            {
-                ++_Calls[Name];
-                return true;
-            } );
+        Record._InitFunctions.Add( [this, Name] { return ++_Calls[Name] > 0; } );
         Record._InitFunctions.Add(
             [this, Name, bFails]
             {
-                if ( bFails )
+                if ( !bFails )
                 {
-                    return false;
+                    _Up.insert( { Name, static_cast<int32>( _Up.size() ) } );
                 }
-                _Up.insert( { Name, static_cast<int32>( _Up.size() ) } );
-                return true;
+                return !bFails;
             } );
         _Records.Add( std::move( Record ) );
     }
