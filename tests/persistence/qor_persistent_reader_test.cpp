@@ -3,6 +3,7 @@
 #include "tests/assert_recorder.h"
 #include "tests/persistence/persistence_test_utils.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -427,138 +428,24 @@ TEST_F( CReaderTest, Skips )
     EXPECT_EQ( TextOf( DeepReader->GetKey() ), "z" );
 }
 
-namespace
-{
-// Reads what hostile files hold: n and z as numbers, obj as a nested object, data as a buffer; anything else
-// is unexpected.
-class CRecordObject : public CPersistent
-{
-public:
-    void ReadToken( CReader& Reader, uint32 ) override
-    {
-        const std::string Key = TextOf( Reader.GetKey() );
-        if ( Key == "n" )
-        {
-            Reader.Read( N );
-        }
-        else if ( Key == "z" )
-        {
-            Reader.Read( Z );
-        }
-        else if ( Key == "obj" )
-        {
-            Child = std::make_unique<CRecordObject>();
-            Reader.Read( *Child );
-        }
-        else if ( Key == "data" )
-        {
-            Reader.ReadBuffer( Data );
-        }
-        else
-        {
-            CPersistent::ReadToken( Reader, 0 );
-        }
-    }
-    void OnReadEnd( CQorStringView, int32 FirstLine, int32 LastLine ) override { Lines = { FirstLine, LastLine }; }
-
-    int32 N = -1;
-    int32 Z = -1;
-    std::unique_ptr<CRecordObject> Child;
-    CQorArray<uint8> Data;
-    std::pair<int32, int32> Lines;
-};
-} // namespace
-
-TEST_F( CReaderTest, HostileTextIsRecordedAndReadingGoesOn )
-{
-    std::string Deep = "deep = ";
-    for ( int i = 0; i < 10000; ++i )
-    {
-        Deep += "{ a = ";
-    }
-    Deep += "1" + std::string( 10000, '}' ) + "\nz = 7";
-    struct SCase
-    {
-        std::string Text;
-        const char* pErrors;
-        int32 ChildN;
-    };
-    const SCase Cases[] = {
-        { "obj = { n = 1\n", "Missing } at the end of the file|2|;", 1 },
-        { "obj = n = 1 }\nz = 7", "Expected {|1|n;Unexpected token|1|1;Unexpected token|1|};", -2 },
-        { "obj = { n = }\nz = 7", "Malformed token|1|};", -1 },
-        // A word that ends at a line feed leaves the line stepped back until the next character is read.
-        { "n = hello\nz = 7", "Malformed token|0|hello;", -2 },
-        { Deep, "Unexpected token|1|{;", -2 },
-        { "n = @v\n@v = 3\nz = @v", "Malformed token|0|@v;", -2 },
-        { "n = @[1/0]\nz = 7", "", -2 },
-        { "}}} z = 7", "Unexpected token|1|};Unexpected token|1|};Unexpected token|1|};", -2 },
-    };
-    for ( const SCase& Case : Cases )
-    {
-        CAssertRecorder Asserts;
-        CReaderOver Reader( Case.Text, false );
-        CRecordObject Object;
-        Reader->ReadWithoutBraces( Object );
-        EXPECT_EQ( Errors( *Reader ), Case.pErrors ) << Case.Text.substr( 0, 40 );
-        EXPECT_EQ( Reader->IsOk(), *Case.pErrors == 0 );
-        if ( Case.ChildN != -2 )
-        {
-            ASSERT_TRUE( Object.Child ) << Case.Text;
-            EXPECT_EQ( Object.Child->N, Case.ChildN ) << Case.Text;
-        }
-        if ( Case.Text.find( "z = " ) != std::string::npos )
-        {
-            EXPECT_EQ( Object.Z, Case.Text.find( "@v" ) != std::string::npos ? 3 : 7 ) << Case.Text.substr( 0, 40 );
-        }
-        EXPECT_EQ( CReader::GetSkipBlockDepth(), 0 );
-        Reader->ReportErrors();
-    }
-}
-
-TEST_F( CReaderTest, HostileBinaryBuffersAreRecorded )
-{
-    const uint32 Data = CreateDynamicToken( "data", true );
-    const uint32 Z = CreateDynamicToken( "z", true );
-    // A count of 1000 over three bytes, then a count cut short.
-    const std::string Long = WriteToString( true, [ & ]( CWriter& W ) {
-        W.WriteKey( Data );
-        W.WriteToken( _buffer_ );
-        CQorArray<uint32> Count;
-        Count.Add( 1000u );
-        W.WriteRaw( Count );
-    } ) + "abc";
-    const std::string Short = WriteToString( true, [ & ]( CWriter& W ) {
-        W.WriteStatement( Z, int32( 7 ) );
-        W.WriteKey( Data );
-        W.WriteToken( _buffer_ );
-    } ) + "ab";
-    struct SCase
-    {
-        std::string Bytes;
-        const char* pAssert;
-    };
-    for ( const SCase& Case : { SCase { Long, "Trying to read buffer beyond EOF" },
-                                SCase { Short, "Not enough left of the file to even read the size of the data" } } )
-    {
-        CAssertRecorder Asserts;
-        CReaderOver Reader( Case.Bytes, true );
-        CRecordObject Object;
-        Reader->ReadWithoutBraces( Object );
-        ASSERT_FALSE( Asserts.Texts().empty() );
-        EXPECT_EQ( Asserts.Texts()[ 0 ], Case.pAssert );
-        EXPECT_FALSE( Reader->IsOk() );
-        EXPECT_EQ( Object.Data.GetSize(), 0 );
-        EXPECT_EQ( Object.Z, Case.Bytes == Short ? 7 : -1 );
-        Reader->ReportErrors();
-    }
-}
-
 // Round trips over generated trees: every value type, floats off the grid in binary, unsigned values beyond
 // int32's range, CFixedPoint and integer extremes, strings with quotes, backslashes and line feeds, nested blocks,
 // arrays; buffers in binary. The binary encoding keeps every value exactly, so trees compare by their binary bytes.
+// Hostile files are read into trees too.
 namespace
 {
+// The keys of a tree's fields, its list, its buffer and its children.
+std::array<uint32, 11> TreeKeys()
+{
+    const char* const Names[ 11 ] = { "int", "uint", "long", "ulong", "flag", "real", "fixed", "text", "list", "data", "child" };
+    std::array<uint32, 11> Keys;
+    for ( size_t Index = 0; Index < Keys.size(); ++Index )
+    {
+        Keys[ Index ] = CreateDynamicToken( Names[ Index ], true );
+    }
+    return Keys;
+}
+
 class CTree : public CPersistent
 {
 public:
@@ -620,7 +507,8 @@ public:
     void ReadToken( CReader& R, uint32 Token ) override
     {
         bool bKnown = Token == _pKeys[ 8 ] || Token == _pKeys[ 9 ] || Token == _pKeys[ 10 ];
-        Fields( [ & ]( uint32 Key, auto& Value ) { bKnown = Key == Token ? R.Read( Value ) : bKnown; } );
+        // A value that fails to read is still a known key's: the failure is recorded, nothing more.
+        Fields( [ & ]( uint32 Key, auto& Value ) { bKnown = Key == Token ? ( void( R.Read( Value ) ), true ) : bKnown; } );
         if ( Token == _pKeys[ 8 ] )
         {
             R.ReadArray( List, 3 );
@@ -640,9 +528,8 @@ public:
         }
     }
 
-private:
     const uint32* _pKeys;
-    int32 I = 0;
+    int32 I = -1;
     uint32 U = 0;
     int64 L = 0;
     uint64 UL = 0;
@@ -675,29 +562,109 @@ std::string ReadTree( const std::string& Bytes, bool bBinary, const uint32* pKey
 }
 } // namespace
 
+TEST_F( CReaderTest, HostileTextIsRecordedAndReadingGoesOn )
+{
+    const std::array<uint32, 11> Keys = TreeKeys();
+    std::string Deep = "deep = ";
+    for ( int i = 0; i < 10000; ++i )
+    {
+        Deep += "{ a = ";
+    }
+    Deep += "1" + std::string( 10000, '}' ) + "\nuint = 7";
+    struct SCase
+    {
+        std::string Text;
+        const char* pErrors;
+        int32 ChildN;
+    };
+    const SCase Cases[] = {
+        { "child = { int = 1\n", "Missing } at the end of the file|2|;", 1 },
+        { "child = int = 1 }\nuint = 7", "Expected {|1|int;Unexpected token|1|1;Unexpected token|1|};", -2 },
+        { "child = { int = }\nuint = 7", "Malformed token|1|};", -1 },
+        // A word that ends at a line feed leaves the line stepped back until the next character is read.
+        { "int = hello\nuint = 7", "Malformed token|0|hello;", -2 },
+        { Deep, "Unexpected token|1|{;", -2 },
+        { "int = @v\n@v = 3\nuint = @v", "Malformed token|0|@v;", -2 },
+        { "int = @[1/0]\nuint = 7", "", -2 },
+        { "}}} uint = 7", "Unexpected token|1|};Unexpected token|1|};Unexpected token|1|};", -2 },
+    };
+    for ( const SCase& Case : Cases )
+    {
+        CAssertRecorder Asserts;
+        CReaderOver Reader( Case.Text, false );
+        CTree Object( Keys.data() );
+        Reader->ReadWithoutBraces( Object );
+        EXPECT_EQ( Errors( *Reader ), Case.pErrors ) << Case.Text.substr( 0, 40 );
+        EXPECT_EQ( Reader->IsOk(), *Case.pErrors == 0 );
+        if ( Case.ChildN != -2 )
+        {
+            ASSERT_EQ( Object.Children.size(), 1u ) << Case.Text;
+            EXPECT_EQ( Object.Children[ 0 ]->I, Case.ChildN ) << Case.Text;
+        }
+        if ( Case.Text.find( "uint = " ) != std::string::npos )
+        {
+            EXPECT_EQ( Object.U, Case.Text.find( "@v" ) != std::string::npos ? 3u : 7u ) << Case.Text.substr( 0, 40 );
+        }
+        EXPECT_EQ( CReader::GetSkipBlockDepth(), 0 );
+        Reader->ReportErrors();
+    }
+}
+
+TEST_F( CReaderTest, HostileBinaryBuffersAreRecorded )
+{
+    const std::array<uint32, 11> Keys = TreeKeys();
+    // A count of 1000 over three bytes, then a count cut short.
+    const std::string Long = WriteToString( true, [ & ]( CWriter& W ) {
+        W.WriteKey( Keys[ 9 ] );
+        W.WriteToken( _buffer_ );
+        CQorArray<uint32> Count;
+        Count.Add( 1000u );
+        W.WriteRaw( Count );
+    } ) + "abc";
+    const std::string Short = WriteToString( true, [ & ]( CWriter& W ) {
+        W.WriteStatement( Keys[ 1 ], uint32( 7 ) );
+        W.WriteKey( Keys[ 9 ] );
+        W.WriteToken( _buffer_ );
+    } ) + "ab";
+    struct SCase
+    {
+        std::string Bytes;
+        const char* pAssert;
+    };
+    for ( const SCase& Case : { SCase { Long, "Trying to read buffer beyond EOF" },
+                                SCase { Short, "Not enough left of the file to even read the size of the data" } } )
+    {
+        CAssertRecorder Asserts;
+        CReaderOver Reader( Case.Bytes, true );
+        CTree Object( Keys.data() );
+        Reader->ReadWithoutBraces( Object );
+        ASSERT_FALSE( Asserts.Texts().empty() );
+        EXPECT_EQ( Asserts.Texts()[ 0 ], Case.pAssert );
+        EXPECT_FALSE( Reader->IsOk() );
+        EXPECT_EQ( Object.Data.GetSize(), 0 );
+        EXPECT_EQ( Object.U, Case.Bytes == Short ? 7u : 0u );
+        Reader->ReportErrors();
+    }
+}
+
 TEST_F( CReaderTest, RoundTripsOverGeneratedTrees )
 {
-    uint32 Keys[ 11 ];
-    const char* const Names[ 11 ] = { "int", "uint", "long", "ulong", "flag", "real", "fixed", "text", "list", "data", "child" };
-    for ( int Index = 0; Index < 11; ++Index )
-    {
-        Keys[ Index ] = CreateDynamicToken( Names[ Index ], true );
-    }
+    const std::array<uint32, 11> Keys = TreeKeys();
     const uint32 Seed = std::random_device()();
     std::mt19937 Random( Seed );
     for ( int Round = 0; Round < 60; ++Round )
     {
         // Text files can't hold buffers: every other tree has some, and goes through binary only.
         const bool bBuffers = Round % 2 == 1;
-        CTree Tree( Keys );
+        CTree Tree( Keys.data() );
         Tree.Generate( Random, 3, bBuffers );
         const std::string Binary = ToHex( WriteTree( Tree, true ) );
-        ASSERT_EQ( ReadTree( WriteTree( Tree, true ), true, Keys ), Binary ) << "seed " << Seed << " round " << Round;
+        ASSERT_EQ( ReadTree( WriteTree( Tree, true ), true, Keys.data() ), Binary ) << "seed " << Seed << " round " << Round;
         if ( !bBuffers )
         {
             const std::string Text = WriteTree( Tree, false );
             std::string TextAgain;
-            ASSERT_EQ( ReadTree( Text, false, Keys, &TextAgain ), Binary ) << "seed " << Seed << " round " << Round << "\n" << Text;
+            ASSERT_EQ( ReadTree( Text, false, Keys.data(), &TextAgain ), Binary ) << "seed " << Seed << " round " << Round << "\n" << Text;
             ASSERT_EQ( TextAgain, Text ) << "seed " << Seed;
         }
     }
