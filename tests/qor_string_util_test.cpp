@@ -108,6 +108,7 @@ TEST( QorStringUtil, SuffixTablesHoldTheirRows )
 
 TEST( QorStringUtil, MagnitudeMisuseIsReportedAndEmpty )
 {
+    constexpr int64 Min = std::numeric_limits<int64>::min();
     const CString Two[2] = { "", "0123456789012345678901234567890123456789012345678901234567890123456789" };
     struct SCase
     {
@@ -125,13 +126,7 @@ TEST( QorStringUtil, MagnitudeMisuseIsReportedAndEmpty )
         { 5, 20, 0, 10, 2, { "MinDigits <= 19" }, "5.000000000000000000" },
         { 5, 1, 19, 10, 2, { "MinFractionalDigits <= 18" }, "5.000000000000000000" },
         { 50, 1, 0, 10, 2, { "Formatted value was too large for hard-coded buffer." }, "" },
-        { std::numeric_limits<int64>::min(),
-          1,
-          0,
-          10,
-          1,
-          { "Suffixes.GetSize() >= 2", "ScaledValue != std::numeric_limits<int64>::min()" },
-          "" },
+        { Min, 1, 0, 10, 1, { "Suffixes.GetSize() >= 2", "ScaledValue != std::numeric_limits<int64>::min()" }, "" },
     };
     for ( const SCase& Case : Cases )
     {
@@ -190,12 +185,7 @@ TEST( QorStringUtil, CharactersOutsideThePageBecomeQuestionMarks )
     const SCase Cases[] = {
         { "plain ASCII ~", "plain ASCII ~", 0, {} },
         { "caf\xC3\xA9!", "caf\xE9!", 0, {} },
-        { "\xE2\x82\xAC"
-          "5",
-          "\x80"
-          "5",
-          0,
-          {} },
+        { "\xE2\x82\xAC=", "\x80=", 0, {} },
         { "\xC4\x80x", "?x", 1, {} },     // U+0100, two bytes, not in the page
         { "\xE2\x82\xADx", "?x", 1, {} }, // U+20AD, three bytes, not in the page
         { "\xF0\x9F\x98\x80x", "?x", 0, { "Couldn't find Latin1 character" } },

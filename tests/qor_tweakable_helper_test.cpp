@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -56,14 +57,8 @@ protected:
     bool ErrorsLogged( const std::string& Needle, size_t From = 0 ) const
     {
         const std::vector<std::string> Texts = _pLogger->Texts();
-        for ( size_t i = From; i < Texts.size(); ++i )
-        {
-            if ( Texts[ i ].find( Needle ) != std::string::npos )
-            {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of( Texts.begin() + long( std::min( From, Texts.size() ) ), Texts.end(),
+                            [ & ]( const std::string& Text ) { return Text.find( Needle ) != std::string::npos; } );
     }
     std::string Run( const char* pLine )
     {
@@ -220,17 +215,14 @@ TEST_F( CTweakableHelperTest, ConsoleCommandsMayOpenFilesOnTheMainThread )
     NThreads::SetMainThread();
     VFSSetAllowMainThreadOpen( false );
     // A command that runs the save, then opens a file itself: the nested call must not lower the flag.
-    _Manager.AddCommand( [ this ]
-                         {
-                             SConsoleCommand Command;
-                             Command._Name = "SaveAndRead";
-                             Command._pAction = [ this ]( CConsoleArguments, SConsoleCmdResult& Result )
-                             {
-                                 Result = _Manager.ExecuteLine( "Game.Save" );
-                                 Result._bSuccess = !ReadVFSFile( "settings/game.settings" ).empty();
-                             };
-                             return Command;
-                         }() );
+    SConsoleCommand Command;
+    Command._Name = "SaveAndRead";
+    Command._pAction = [ this ]( CConsoleArguments, SConsoleCmdResult& Result )
+    {
+        Result = _Manager.ExecuteLine( "Game.Save" );
+        Result._bSuccess = !ReadVFSFile( "settings/game.settings" ).empty();
+    };
+    _Manager.AddCommand( Command );
     CAssertRecorder Asserts;
     EXPECT_TRUE( _Manager.ExecuteLine( "SaveAndRead" )._bSuccess );
     EXPECT_TRUE( _Manager.ExecuteLine( "Game.ResetFromDisk" )._bSuccess );

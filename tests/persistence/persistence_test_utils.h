@@ -28,12 +28,21 @@ protected:
     }
     ~CPersistenceTest() override { DestroyTokens(); }
 
-    std::vector<std::string> Logged() const { return _pLogger->Texts(); }
-    void ClearLog() { _nLogStart = _pLogger->Texts().size(); }
-    std::vector<std::string> LoggedSinceClear() const
+    // The log's texts from the nFirst-th on, with or without their line ends.
+    std::vector<std::string> LoggedSince( size_t nFirst, bool bLineEnds = true ) const
     {
         const std::vector<std::string> Texts = _pLogger->Texts();
-        return std::vector<std::string>( Texts.begin() + long( std::min( _nLogStart, Texts.size() ) ), Texts.end() );
+        std::vector<std::string> Result( Texts.begin() + long( std::min( nFirst, Texts.size() ) ), Texts.end() );
+        for ( std::string& Text : Result )
+        {
+            Text.erase( bLineEnds ? Text.size() : Text.find_last_not_of( '\n' ) + 1 );
+        }
+        return Result;
+    }
+    void ClearLog() { _nLogStart = _pLogger->Texts().size(); }
+    std::vector<std::string> LoggedSinceClear( bool bLineEnds = true ) const
+    {
+        return LoggedSince( _nLogStart, bLineEnds );
     }
 
     CLogGuard _LogGuard;

@@ -1,6 +1,7 @@
 #include "qor_core/persistence/token.h"
 
 #include "tests/assert_recorder.h"
+#include "tests/persistence/persistence_test_utils.h"
 
 #include <gtest/gtest.h>
 
@@ -15,11 +16,6 @@ using namespace NToken;
 
 namespace
 {
-std::string TextOf( const CToken& Token )
-{
-    return std::string( Token.GetText().GetData() ? Token.GetText().GetData() : "", size_t( Token.GetText().GetSize() ) );
-}
-
 // The value of a conversion, or nothing when it fails.
 template <typename T>
 std::optional<T> Convert( const CToken& Token, bool ( CToken::*Conversion )( T& ) const )
