@@ -26,17 +26,6 @@ const CQorNamedIndex<SDynamicFamily> g_Fixed( "fixed", 2 );
 const CQorNamedIndex<SThreadFamily> g_ThreadStatic( "static", 4 );
 
 template <typename T> using CManager = CQorNamedIndexManager<T>;
-
-class CRecordingLog
-{
-public:
-    CRecordingLog() : _pLogger( new CRecordingLogger ) { SetLogger( CQorScopedPtr<CLogger>( _pLogger ) ); }
-    std::vector<std::string> Texts() const { return _pLogger->Texts(); }
-
-private:
-    CLogGuard _Guard;
-    CRecordingLogger* _pLogger;
-};
 } // namespace
 
 TEST( QorNamedIndex, StaticBlocksAndLookUps )
@@ -69,7 +58,7 @@ TEST( QorNamedIndex, StaticBlocksAndLookUps )
     };
     for ( const SCase& Case : Cases )
     {
-        CRecordingLog Log;
+        CLogRecorder Log;
         EXPECT_EQ( CManager<SPassFamily>::FindIndex( Case.pName ), Case.nExpected ) << Case.pName;
         const std::vector<std::string> Expected =
             Case.pLogged ? std::vector<std::string>{ std::string( Case.pLogged ) + "\n" } : std::vector<std::string>{};
@@ -99,7 +88,7 @@ TEST( QorNamedIndex, DynamicIndicesAreNamedReleasedAndReused )
     CManagerT::ReleaseDynamicIndex( A );
     EXPECT_FALSE( CManagerT::Contains( 2 ) );
     {
-        CRecordingLog Log;
+        CLogRecorder Log;
         EXPECT_EQ( CManagerT::FindIndex( "alpha" ), -1 );
     }
     EXPECT_EQ( CManagerT::CreateDynamicIndex( "beta" ).GetIndex(), 2 );

@@ -244,15 +244,13 @@ TEST( ConsoleCmdManager, ListingsCompletionsAndGroups )
     EXPECT_EQ( Help.GetStdString().find( "Dev.Only" ), std::string::npos );
     Manager.SetRestricted( false );
 
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = new CRecordingLogger;
-    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    CLogRecorder Log;
     Manager.AddCommandToGroup( "Text", "Echo" );
     Manager.AddCommandToGroup( "Debug", "Dev.Only" );
     Manager.AddCommandToGroup( "Text", "Fails" );
     Manager.AddCommandToGroup( "Text", "Echo" );
     Manager.AddCommandToGroup( "Text", "Number" );
-    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "Adding unknown command to a console group\n" } );
+    EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "Adding unknown command to a console group\n" } );
     CQorArray<SConsoleGroup> Groups;
     Manager.GetGroups( Groups );
     ASSERT_EQ( Groups.GetSize(), 3 );
