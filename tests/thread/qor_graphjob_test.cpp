@@ -27,13 +27,6 @@ const std::string NoTasksOnceExecuting = "CQorGraphJob tasks cannot be added onc
 const std::string NoDependenciesOnceExecuting =
     "CQorGraphJob tasks dependencies cannot be added once the job has begun executing.";
 
-class CTaskPools
-{
-public:
-    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
-    ~CTaskPools() { ShutdownTaskThreads(); }
-};
-
 // A set of tasks with dependencies, and what happened when they ran: each task records how often it ran and
 // the ticks of one shared clock at its start and its end. Tasks are added to the job in a shuffled order, so
 // that the graph order is no topological order.

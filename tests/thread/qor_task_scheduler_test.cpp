@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -31,18 +32,6 @@ public:
     CTaskThreadsDisabled() { g_bEnableTaskThreads = false; }
     ~CTaskThreadsDisabled() { g_bEnableTaskThreads = true; }
 };
-
-std::set<std::string> KernelThreadNames()
-{
-    std::set<std::string> Names;
-    for ( const auto& Entry : std::filesystem::directory_iterator( "/proc/self/task" ) )
-    {
-        std::string Name;
-        std::getline( std::ifstream( Entry.path() / "comm" ), Name );
-        Names.insert( Name );
-    }
-    return Names;
-}
 
 // The kernel's state of a thread of this process, the letter behind the name in its stat.
 char KernelThreadState( uint32 ThreadId )
@@ -164,7 +153,13 @@ TEST( CTaskScheduler, WorkersCarryTheirNamesInTheLibraryAndTheKernel )
                    0 );
     }
     EXPECT_EQ( LibraryNames, ( std::set<std::string>{ "Short Task 1", "Short Task 2", "Rather Long Scheduler Name 1" } ) );
-    const std::set<std::string> KernelNames = KernelThreadNames();
+    std::set<std::string> KernelNames;
+    for ( const auto& Entry : std::filesystem::directory_iterator( "/proc/self/task" ) )
+    {
+        std::string Name;
+        std::getline( std::ifstream( Entry.path() / "comm" ), Name );
+        KernelNames.insert( Name );
+    }
     for ( const char* pName : { "Short Task 1", "Short Task 2", "Rather Long Sch" } )
     {
         EXPECT_EQ( KernelNames.count( pName ), 1u ) << pName;
@@ -423,29 +418,23 @@ TEST( TaskThreads, TaskThreadCountCommand )
 {
     StartTaskThreads( 4 );
     const std::string Usage = "Use Threading.TaskThreadCount [count].";
-    struct SCase
-    {
-        std::vector<const char*> Arguments;
-        bool bSuccess;
-        std::string Text;
-        uint32 CountAfter;
-    };
-    const SCase Cases[] = {
+    // The arguments; whether the command succeeds, its answer, and the count after it.
+    const std::tuple<std::vector<const char*>, bool, std::string, uint32> Cases[] = {
         { {}, true, "4", 4 },          { { "2" }, true, "2", 2 }, { { "3", "1" }, false, Usage, 2 },
         { { "abc" }, false, Usage, 2 }, { { "0" }, true, "0", 0 }, { { "3rd" }, true, "3", 3 },
         { { "" }, false, Usage, 3 },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ ArgumentTexts, bSuccess, ExpectedText, CountAfter ] : Cases )
     {
         CQorArray<CString> Arguments;
-        for ( const char* pArgument : Case.Arguments )
+        for ( const char* pArgument : ArgumentTexts )
         {
             Arguments.Add( CString( pArgument ) );
         }
         CString Text;
-        EXPECT_EQ( RunTaskThreadCountCommand( Arguments, Text ), Case.bSuccess ) << Case.Text;
-        EXPECT_EQ( std::string( Text.GetString() ), Case.Text );
-        EXPECT_EQ( GetNumTaskThreads(), Case.CountAfter ) << Case.Text;
+        const bool bResult = RunTaskThreadCountCommand( Arguments, Text );
+        EXPECT_EQ( std::tuple( bResult, std::string( Text.GetString() ), GetNumTaskThreads() ),
+                   std::tuple( bSuccess, ExpectedText, CountAfter ) );
     }
     ShutdownTaskThreads();
 }
