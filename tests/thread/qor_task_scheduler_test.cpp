@@ -177,25 +177,21 @@ TEST( CTaskScheduler, TasksGoToTheCreatorsDequeOnlyOnItsOwnScheduler )
     CGate SecondGate;
     CQorPtr<CTask> pBlocker = OccupyWorker( Second, SecondGate );
 
-    int32 OwnDequeSize = -1;
-    int32 FirstGlobalSize = -1;
-    int32 SecondGlobalSize = -1;
+    // The worker's own deque, and the global queues of the first and the second scheduler.
+    std::tuple<int32, int32, int32> Sizes;
     CQorPtr<CTask> pChildOnFirst;
     CQorPtr<CTask> pChildOnSecond;
-    CQorPtr<CTask> pParent = First.CreateTask( QOR_TASK_LABEL,
-                                               [ & ]
-                                               {
-                                                   pChildOnFirst = First.CreateTask( QOR_TASK_LABEL, [] {} );
-                                                   pChildOnSecond = Second.CreateTask( QOR_TASK_LABEL, [] {} );
-                                                   const STaskThreadInfo& Info = NThreads::GetTaskThreadInfo();
-                                                   OwnDequeSize = Info._pTaskThread->GetDeque().GetSize();
-                                                   FirstGlobalSize = First.GetGlobalQueueSize();
-                                                   SecondGlobalSize = Second.GetGlobalQueueSize();
-                                               } );
+    CQorPtr<CTask> pParent = First.CreateTask(
+        QOR_TASK_LABEL,
+        [ & ]
+        {
+            pChildOnFirst = First.CreateTask( QOR_TASK_LABEL, [] {} );
+            pChildOnSecond = Second.CreateTask( QOR_TASK_LABEL, [] {} );
+            Sizes = { NThreads::GetTaskThreadInfo()._pTaskThread->GetDeque().GetSize(), First.GetGlobalQueueSize(),
+                      Second.GetGlobalQueueSize() };
+        } );
     pParent->WaitNoExecute();
-    EXPECT_EQ( OwnDequeSize, 1 );
-    EXPECT_EQ( FirstGlobalSize, 0 );
-    EXPECT_EQ( SecondGlobalSize, 1 );
+    EXPECT_EQ( Sizes, std::tuple( 1, 0, 1 ) );
     SecondGate.Open();
     WaitAndClear( pBlocker );
     WaitAndClear( pChildOnFirst );

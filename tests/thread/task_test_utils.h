@@ -20,7 +20,6 @@ class CGate
 {
 public:
     void Open() { _bOpen.store( true ); }
-    bool IsOpen() const { return _bOpen.load(); }
     void WaitOpen() const
     {
         while ( !_bOpen.load() )
