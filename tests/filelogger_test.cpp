@@ -76,10 +76,7 @@ TEST( CFileLogger, PrefixesTimeAndLocationByTheFlags )
         << "trailing separators are trimmed first";
     EXPECT_EQ( Shape( LineOf( CFileLogger::LOG_FLAG_TIMESTAMP, "a.cpp", 1, "t\n" ) ), "[99:99:99]: t\r\n" );
     EXPECT_EQ( Shape( LineOf( c_AllFlags, "x/a.cpp", 77, "both\n" ) ), "[99:99:99][a.cpp:99]: both\r\n" );
-}
-
-TEST( CFileLogger, AnEmptyFileNameWritesNoPrefixWhateverTheFlags )
-{
+    // An empty file name writes no prefix, whatever the flags.
     EXPECT_EQ( LineOf( c_AllFlags, "", 5, "bare\n" ), "bare\r\n" );
     EXPECT_EQ( LineOf( c_AllFlags, "//", 5, "bare\n" ), "bare\r\n" );
 }
@@ -266,9 +263,7 @@ TEST( CNullLogger, WritesLocationAndMessageToTheDebuggerChannel )
     EXPECT_EQ( Logger.GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
 }
 
-class CFileLoggerThroughTheFileSystem : public NVFSTest::CVFSFixture
-{
-};
+using CFileLoggerThroughTheFileSystem = NVFSTest::CVFSFixture;
 
 // A path of the tree lands under the write directory, and nowhere else; an absolute one stays a file of the
 // operating system, also while the file system runs.

@@ -47,7 +47,7 @@ public:
     }
     void Flush() override { ++_nFlushes; }
     int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override { ++_nClears; }
+    void Clear() override {}
 
     std::vector<SLoggedMessage> Messages() const
     {
@@ -64,13 +64,11 @@ public:
         return Texts;
     }
     int Flushes() const { return _nFlushes; }
-    int Clears() const { return _nClears; }
 
 private:
     mutable std::mutex _Mutex;
     std::vector<SLoggedMessage> _Messages;
     std::atomic<int> _nFlushes{ 0 };
-    std::atomic<int> _nClears{ 0 };
 };
 
 // Puts the default logger back and removes the given routes when the test ends, so that no route outlives

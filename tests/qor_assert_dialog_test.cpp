@@ -9,6 +9,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -24,15 +25,8 @@ const std::string c_AskedProbe = "env -u CI " + c_Probe;
 TEST( QorAssertDialog, EachChoiceHasItsEffect )
 {
     QOR_REQUIRE_TMUX();
-    struct SRow
-    {
-        std::vector<std::string> Answers;
-        int nDialogs;
-        int nDumps;
-        int nLogOnlyReports;
-        bool bLogOnlyAtEnd;
-    };
-    const SRow Rows[] = {
+    // The answers typed; then the dialogs shown, the dumps, the log-only reports, and log-only mode at the end.
+    const std::tuple<std::vector<std::string>, int, int, int, bool> Rows[] = {
         { { "3" }, 1, 0, 0, false },            // "Always ignore": the site falls silent.
         { { "2", "3" }, 2, 0, 0, false },       // "Ignore": the site fires again.
         { { "", "3" }, 2, 0, 0, false },        // Enter takes "Ignore".
@@ -40,27 +34,27 @@ TEST( QorAssertDialog, EachChoiceHasItsEffect )
         { { "x", "12", "3" }, 1, 0, 0, false }, // No choice: asked again.
         { { "4", "2" }, 1, 0, 1, true },        // "Disable Pop-ups": asked again; the next failure is logged once.
     };
-    for ( const SRow& Row : Rows )
+    for ( const auto& [ Answers, nDialogs, nDumps, nLogOnlyReports, bLogOnlyAtEnd ] : Rows )
     {
-        const std::string Answers = testing::PrintToString( Row.Answers );
+        const std::string Typed = testing::PrintToString( Answers );
         CTerminal Terminal( c_AskedProbe );
         ASSERT_EQ( Terminal.Error(), "" );
-        for ( size_t nAnswer = 0; nAnswer < Row.Answers.size(); ++nAnswer )
+        for ( size_t nAnswer = 0; nAnswer < Answers.size(); ++nAnswer )
         {
             const std::string Shown = Terminal.WaitFor( c_Prompt, int( nAnswer + 1 ) );
-            ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Answers << "\n" << Shown;
-            Terminal.Type( Row.Answers[nAnswer] );
+            ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Typed << "\n" << Shown;
+            Terminal.Type( Answers[nAnswer] );
         }
         const std::string Shown = Terminal.WaitFor( "command exit " );
-        SCOPED_TRACE( Answers + "\n" + Shown );
+        SCOPED_TRACE( Typed + "\n" + Shown );
         EXPECT_EQ( CountOf( Shown, "command exit 0" ), 1 );
-        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Row.Answers.size() ) );
-        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), Row.nDialogs );
+        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), nDialogs );
         EXPECT_EQ( CountOf( Shown, "[1] Create Dump  [2] Ignore  [3] Always ignore  [4] Disable Pop-ups\n" ),
-                   int( Row.Answers.size() ) );
-        EXPECT_EQ( CountOf( Shown, "dump handler called" ), Row.nDumps );
-        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), Row.nLogOnlyReports );
-        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( Row.bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
+                   int( Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "dump handler called" ), nDumps );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), nLogOnlyReports );
+        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
     }
 }
 

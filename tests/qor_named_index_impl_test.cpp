@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -36,13 +37,8 @@ TEST( QorNamedIndex, StaticBlocksAndLookUps )
     EXPECT_EQ( g_PassTwo.GetIndex(), 4 );
     EXPECT_FALSE( g_PassTwo.IsDynamicIndex() );
 
-    struct SCase
-    {
-        const char* pName;
-        int32 nExpected;
-        const char* pLogged;
-    };
-    const SCase Cases[] = {
+    // The name, its index, and what the look-up logs.
+    const std::tuple<const char*, int32, const char*> Cases[] = {
         { "pass", 0, nullptr },
         { "pass0", 0, nullptr },
         { "pass2", 2, nullptr }, // the digits are stripped first: block "pass", never block "pass2"
@@ -56,13 +52,12 @@ TEST( QorNamedIndex, StaticBlocksAndLookUps )
         { "", -1, "Could not find NamedIndex ''" },
         { "12", -1, "Could not find NamedIndex '12'" },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ pName, nExpected, pLogged ] : Cases )
     {
         CLogRecorder Log;
-        EXPECT_EQ( CManager<SPassFamily>::FindIndex( Case.pName ), Case.nExpected ) << Case.pName;
-        const std::vector<std::string> Expected =
-            Case.pLogged ? std::vector<std::string>{ std::string( Case.pLogged ) + "\n" } : std::vector<std::string>{};
-        EXPECT_EQ( Log.Texts(), Expected ) << Case.pName;
+        EXPECT_EQ( CManager<SPassFamily>::FindIndex( pName ), nExpected ) << pName;
+        EXPECT_EQ( Log.Texts(), pLogged ? std::vector{ std::string( pLogged ) + "\n" } : std::vector<std::string>{} )
+            << pName;
     }
     // The view need not be terminated: the text behind it takes no part.
     EXPECT_EQ( CManager<SPassFamily>::FindIndex( CQorStringView( "pass1x", 5, ENullTerminated::No ) ), 1 );
