@@ -12,6 +12,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -36,10 +37,7 @@ std::string LineOf( uint32 Flags, const char* pFile, uint32 Line, const std::str
 // The text with every digit as '9', so that times and line numbers compare by their shape.
 std::string Shape( std::string Text )
 {
-    for ( char& Char : Text )
-    {
-        Char = Char >= '0' && Char <= '9' ? '9' : Char;
-    }
+    std::replace_if( Text.begin(), Text.end(), []( char Char ) { return Char >= '0' && Char <= '9'; }, '9' );
     return Text;
 }
 

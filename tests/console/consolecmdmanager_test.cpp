@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -42,21 +43,13 @@ void EchoAction( CConsoleArguments Arguments, SConsoleCmdResult& Result )
 
 std::vector<std::string> Lines( const CString& Text )
 {
+    EXPECT_TRUE( Text.IsEmpty() || Text.GetStdString().back() == '\n' ) << "every name ends with a line end";
     std::vector<std::string> Result;
-    std::string Line;
-    for ( char Char : Text.GetStdString() )
+    std::istringstream Stream( Text.GetStdString() );
+    for ( std::string Line; std::getline( Stream, Line ); )
     {
-        if ( Char == '\n' )
-        {
-            Result.push_back( Line );
-            Line.clear();
-        }
-        else
-        {
-            Line += Char;
-        }
+        Result.push_back( Line );
     }
-    EXPECT_TRUE( Line.empty() ) << "every name ends with a line end";
     return Result;
 }
 
