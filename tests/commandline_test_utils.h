@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers of the command line tests: the command line of "prog" and some arguments for one scope, a recording
-// logger for one scope, and a fresh working directory that goes away with what the test left in it.
+// Helpers of the command line tests: the command line of "prog" and some arguments for one scope, and a fresh
+// working directory that goes away with what the test left in it.
 
 #include "qor_core/qor_commandline.h"
 #include "tests/log_test_utils.h"
@@ -31,17 +31,6 @@ public:
 
 private:
     bool _bCreated;
-};
-
-class CLogRecorder
-{
-public:
-    CLogRecorder() : _pLogger( new CRecordingLogger ) { SetLogger( CQorScopedPtr<CLogger>( _pLogger ) ); }
-    ~CLogRecorder() { SetLogger( {} ); }
-    std::vector<std::string> Texts() const { return _pLogger->Texts(); }
-
-private:
-    CRecordingLogger* _pLogger;
 };
 
 class CTempWorkingDirectory

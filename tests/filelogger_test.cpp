@@ -12,6 +12,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -36,37 +37,30 @@ std::string LineOf( uint32 Flags, const char* pFile, uint32 Line, const std::str
 // The text with every digit as '9', so that times and line numbers compare by their shape.
 std::string Shape( std::string Text )
 {
-    for ( char& Char : Text )
-    {
-        Char = Char >= '0' && Char <= '9' ? '9' : Char;
-    }
+    std::replace_if( Text.begin(), Text.end(), []( char Char ) { return Char >= '0' && Char <= '9'; }, '9' );
     return Text;
 }
 
-// Sees every message with its logger.
+// Tells each message it sees as "<observer> <logger> <category> <file>:<line> <message>", the logger as "routed"
+// when it is the one given and "none" when there is none.
 class CRecordingObserver : public CLogObserver
 {
 public:
-    void OnLog( CLogger* pLogger, uint32 Category, CQorStringView File, uint32 Line,
-                const CString& Message ) override
+    CRecordingObserver( std::vector<std::string>& Seen, const char* pName, CLogger* pRouted )
+        : _Seen( Seen ), _pName( pName ), _pRouted( pRouted )
     {
-        _Seen.push_back( { pLogger, _pName, Category, ToStdString( File ), Line, Message.GetStdString() } );
+    }
+    void OnLog( CLogger* pLogger, uint32 Category, CQorStringView File, uint32 Line, const CString& Message ) override
+    {
+        const char* pLoggerName = pLogger == _pRouted ? "routed" : pLogger ? "other" : "none";
+        _Seen.push_back( std::string( _pName ) + " " + pLoggerName + " " + std::to_string( Category ) + " " +
+                         ToStdString( File ) + ":" + std::to_string( Line ) + " " + Message.GetStdString() );
     }
 
-    struct SSeen
-    {
-        CLogger* pLogger;
-        const char* pObserver;
-        uint32 Category;
-        std::string File;
-        uint32 Line;
-        std::string Message;
-    };
-    CRecordingObserver( std::vector<SSeen>& Seen, const char* pName ) : _Seen( Seen ), _pName( pName ) {}
-
 private:
-    std::vector<SSeen>& _Seen;
+    std::vector<std::string>& _Seen;
     const char* _pName;
+    CLogger* _pRouted;
 };
 } // namespace
 
@@ -80,10 +74,7 @@ TEST( CFileLogger, PrefixesTimeAndLocationByTheFlags )
         << "trailing separators are trimmed first";
     EXPECT_EQ( Shape( LineOf( CFileLogger::LOG_FLAG_TIMESTAMP, "a.cpp", 1, "t\n" ) ), "[99:99:99]: t\r\n" );
     EXPECT_EQ( Shape( LineOf( c_AllFlags, "x/a.cpp", 77, "both\n" ) ), "[99:99:99][a.cpp:99]: both\r\n" );
-}
-
-TEST( CFileLogger, AnEmptyFileNameWritesNoPrefixWhateverTheFlags )
-{
+    // An empty file name writes no prefix, whatever the flags.
     EXPECT_EQ( LineOf( c_AllFlags, "", 5, "bare\n" ), "bare\r\n" );
     EXPECT_EQ( LineOf( c_AllFlags, "//", 5, "bare\n" ), "bare\r\n" );
 }
@@ -217,9 +208,9 @@ TEST( CFilterLogger, ObserversSeeEveryMessageInOrderBeforeRouting )
     CLogGuard Guard( { 1008 } );
     CRecordingLogger Routed;
     AddCategoryLogger( 1008, &Routed, false );
-    std::vector<CRecordingObserver::SSeen> Seen;
-    CRecordingObserver First( Seen, "first" );
-    CRecordingObserver Second( Seen, "second" );
+    std::vector<std::string> Seen;
+    CRecordingObserver First( Seen, "first", &Routed );
+    CRecordingObserver Second( Seen, "second", &Routed );
     CFilterLogger Filter;
     Filter.AddObserver( &First );
     Filter.AddObserver( &Second );
@@ -227,21 +218,10 @@ TEST( CFilterLogger, ObserversSeeEveryMessageInOrderBeforeRouting )
     Filter.Log( 1009, "b.cpp", 5, "dropped" );
     Filter.RemoveObserver( &First );
     Filter.Log( 1008, "c.cpp", 6, "later" );
-
-    ASSERT_EQ( Seen.size(), 5u );
-    const char* Order[] = { "first", "second", "first", "second", "second" };
-    for ( size_t I = 0; I < Seen.size(); ++I )
-    {
-        EXPECT_STREQ( Seen[ I ].pObserver, Order[ I ] ) << I;
-    }
-    EXPECT_EQ( Seen[ 0 ].pLogger, &Routed );
-    EXPECT_EQ( Seen[ 0 ].Category, 1008u );
-    EXPECT_EQ( Seen[ 0 ].File, "a.cpp" );
-    EXPECT_EQ( Seen[ 0 ].Line, 4u );
-    EXPECT_EQ( Seen[ 0 ].Message, "routed" );
-    EXPECT_EQ( Seen[ 2 ].pLogger, nullptr ) << "a category without a route is observed with no logger";
-    EXPECT_EQ( Seen[ 2 ].Message, "dropped" );
-    EXPECT_EQ( Seen[ 4 ].Message, "later" );
+    // A category without a route is observed with no logger.
+    EXPECT_EQ( Seen, ( std::vector<std::string>{ "first routed 1008 a.cpp:4 routed", "second routed 1008 a.cpp:4 routed",
+                                                 "first none 1009 b.cpp:5 dropped", "second none 1009 b.cpp:5 dropped",
+                                                 "second routed 1008 c.cpp:6 later" } ) );
 }
 
 TEST( CFilterLogger, ASecondRouteKeepsTheFirstDebuggerFlag )
@@ -281,9 +261,7 @@ TEST( CNullLogger, WritesLocationAndMessageToTheDebuggerChannel )
     EXPECT_EQ( Logger.GetLoggerType(), CLogger::LOGGER_TYPE_NULL );
 }
 
-class CFileLoggerThroughTheFileSystem : public NVFSTest::CVFSFixture
-{
-};
+using CFileLoggerThroughTheFileSystem = NVFSTest::CVFSFixture;
 
 // A path of the tree lands under the write directory, and nowhere else; an absolute one stays a file of the
 // operating system, also while the file system runs.

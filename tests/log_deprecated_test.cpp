@@ -40,12 +40,6 @@ public:
     }
 };
 
-CRecordingLogger* InstallRecordingLogger()
-{
-    CRecordingLogger* pLogger = new CRecordingLogger;
-    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
-    return pLogger;
-}
 } // namespace
 
 TEST( GetLogger, DefaultsToANullLoggerAndSetLoggerReplacesIt )
@@ -67,31 +61,26 @@ TEST( GetLogger, DefaultsToANullLoggerAndSetLoggerReplacesIt )
 
 TEST( CLogStream, LogsOnDestructionWithCountsAndRawValues )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     const std::string Owned = "owned";
     {
         CLogStream Stream( GetLogger(), "src/unit.cpp", 17, 5 );
         Stream << std::hex << "a " << CQorStringView( "view" ) << ' ' << Owned << ' ' << int32( -255 ) << ' '
                << std::numeric_limits<uint32>::max() << ' ' << 0.1f << '\n'
                << "second" << std::endl;
-        EXPECT_TRUE( pLogger->Messages().empty() ) << "nothing is logged before the stream dies";
+        EXPECT_TRUE( Log.Logger().Messages().empty() ) << "nothing is logged before the stream dies";
     }
-    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
-    ASSERT_EQ( Messages.size(), 1u );
-    EXPECT_EQ( Messages[ 0 ].Category, 5u );
-    EXPECT_EQ( Messages[ 0 ].File, "src/unit.cpp" );
-    EXPECT_EQ( Messages[ 0 ].Line, 17u );
-    EXPECT_EQ( Messages[ 0 ].Text, "a view owned -255 4294967295 0.1\nsecond\n" ) << "std::hex must not apply";
-    EXPECT_EQ( pLogger->GetMessageCounter(), 1u );
-    EXPECT_EQ( pLogger->GetLineCounter(), 2u );
+    EXPECT_EQ( Log.Logger().Messages(), ( std::vector<SLoggedMessage>{
+                                        { 5, "src/unit.cpp", 17, "a view owned -255 4294967295 0.1\nsecond\n" } } ) )
+        << "std::hex must not apply";
+    EXPECT_EQ( Log.Logger().GetMessageCounter(), 1u );
+    EXPECT_EQ( Log.Logger().GetLineCounter(), 2u );
 }
 
 // Every arithmetic operand is written raw and keeps the chain on the log stream, whatever came before it.
 TEST( CLogStream, EveryArithmeticTypeIsWrittenRawAndChains )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     {
         CLogStream Stream( GetLogger(), "unit.cpp", 1, 5 );
         Stream << std::hex << std::showpos << std::boolalpha << int64( 1 ) << ' ' << int32( 255 ) << ' ' << true << ' '
@@ -103,67 +92,57 @@ TEST( CLogStream, EveryArithmeticTypeIsWrittenRawAndChains )
                << ' ' << 51;
         static_assert( std::is_same_v<decltype( Stream << int64( 1 ) << uint8( 1 ) << 1.0 << true ), CLogStream&> );
     }
-    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "1 255 1 -8 200 -16 65535 18446744073709551615 "
-                                                           "-9223372036854775808 2.5 0.1 1.5 -0.25 0 42 43 -44 45 46 "
-                                                           "47 48 49 50 51" } );
+    EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "1 255 1 -8 200 -16 65535 18446744073709551615 "
+                                                      "-9223372036854775808 2.5 0.1 1.5 -0.25 0 42 43 -44 45 46 "
+                                                      "47 48 49 50 51" } );
 }
 
 TEST( LogPrintf, AddsOneLineEndAndLeavesTheCountersAlone )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     LogPrintf( SLogLocation( "a/b.cpp", 12, 4 ), "value %d of '%s'", 42, "x" );
-    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
-    ASSERT_EQ( Messages.size(), 1u );
-    EXPECT_EQ( Messages[ 0 ].Text, "value 42 of 'x'\n" );
-    EXPECT_EQ( Messages[ 0 ].File, "a/b.cpp" );
-    EXPECT_EQ( Messages[ 0 ].Line, 12u );
-    EXPECT_EQ( Messages[ 0 ].Category, 4u );
-    EXPECT_EQ( pLogger->GetMessageCounter(), 0u );
-    EXPECT_EQ( pLogger->GetLineCounter(), 0u );
+    EXPECT_EQ( Log.Logger().Messages(), ( std::vector<SLoggedMessage>{ { 4, "a/b.cpp", 12, "value 42 of 'x'\n" } } ) );
+    EXPECT_EQ( Log.Logger().GetMessageCounter(), 0u );
+    EXPECT_EQ( Log.Logger().GetLineCounter(), 0u );
 }
 
 TEST( LogPrintf, CutsALongTextTo8190CharactersAndANewline )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     CAssertRecorder Asserts;
     const std::string Long( 9000, 'x' );
     LogPrintf( SLogLocation( "f.cpp", 1, 1 ), "%s", Long.c_str() );
-    ASSERT_EQ( pLogger->Texts().size(), 1u );
-    EXPECT_EQ( pLogger->Texts()[ 0 ], std::string( 8190, 'x' ) + "\n" );
+    EXPECT_EQ( Log.Texts(), std::vector<std::string>{ std::string( 8190, 'x' ) + "\n" } );
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "nResult >= 0 && nResult < nLimit" } );
 }
 
 TEST( LogPrintf, AFormatErrorLogsTheFormatItself )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     CAssertRecorder Asserts;
     // A wide character with no narrow form in the C locale fails the conversion.
     LogPrintf( SLogLocation( "f.cpp", 1, 1 ), "wide %ls", L"\u00e9" );
-    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "wide %ls" } );
+    EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "wide %ls" } );
     EXPECT_EQ( Asserts.Reports().size(), 1u );
 }
 
 TEST( LogPrintf, ACallFromInsideLogDoesNotWaitOnItself )
 {
     CLogGuard Guard;
-    CReentrantLogger* pLogger = new CReentrantLogger;
-    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    CReentrantLogger* pReentrant = new CReentrantLogger;
+    SetLogger( CQorScopedPtr<CLogger>( pReentrant ) );
     LogPrintf( SLogLocation( "outer.cpp", 1, 7 ), "outer %d", 1 );
     LogPrintf( SLogLocation( "after.cpp", 3, 9 ), "after %d", 3 );
-    EXPECT_EQ( pLogger->Texts(), ( std::vector<std::string>{ "outer 1\n", "inner 2\n", "after 3\n" } ) );
+    EXPECT_EQ( pReentrant->Texts(), ( std::vector<std::string>{ "outer 1\n", "inner 2\n", "after 3\n" } ) );
 }
 
 TEST( LogPrintf, ThreadsSharingTheBufferLoseAndMixNoMessage )
 {
-    CLogGuard Guard;
     constexpr int nThreads = 4;
     constexpr int nMessages = 200;
     for ( int Round = 0; Round < 5; ++Round )
     {
-        CRecordingLogger* pLogger = InstallRecordingLogger();
+        CLogRecorder Log;
         RunOnThreads( nThreads, []( int Thread ) {
             for ( int I = 0; I < nMessages; ++I )
             {
@@ -171,7 +150,7 @@ TEST( LogPrintf, ThreadsSharingTheBufferLoseAndMixNoMessage )
             }
         } );
         std::set<std::string> Seen;
-        for ( const SLoggedMessage& Message : pLogger->Messages() )
+        for ( const SLoggedMessage& Message : Log.Logger().Messages() )
         {
             EXPECT_EQ( Message.Text.rfind( "thread " + std::to_string( Message.Line ) + " message ", 0 ), 0u )
                 << Message.Text;
@@ -183,8 +162,7 @@ TEST( LogPrintf, ThreadsSharingTheBufferLoseAndMixNoMessage )
 
 TEST( LogAssert, WritesOneErrorLineToTheActiveLogger )
 {
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = InstallRecordingLogger();
+    CLogRecorder Log;
     bool bBreak = true;
     bool bOnce = false;
     EXPECT_TRUE( LogAssert( "x > 0", "src/file.cpp", 31, &bBreak, &bOnce ) );
@@ -193,7 +171,7 @@ TEST( LogAssert, WritesOneErrorLineToTheActiveLogger )
     bOnce = false;
     LogAssertFatal( "y", nullptr, 5, &bBreak, &bOnce );
     EXPECT_TRUE( bOnce );
-    const std::vector<SLoggedMessage> Messages = pLogger->Messages();
+    const std::vector<SLoggedMessage> Messages = Log.Logger().Messages();
     ASSERT_EQ( Messages.size(), 2u );
     EXPECT_EQ( Messages[ 0 ].Category, 1u );
     EXPECT_EQ( Messages[ 0 ].Text, "Assertion failed: src/file.cpp:31 (x > 0)\n" );

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <mutex>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -27,6 +28,12 @@ struct SLoggedMessage
     std::string File;
     uint32 Line;
     std::string Text;
+
+    bool operator==( const SLoggedMessage& ) const = default;
+    friend std::ostream& operator<<( std::ostream& Stream, const SLoggedMessage& Message )
+    {
+        return Stream << Message.Category << " " << Message.File << ":" << Message.Line << " '" << Message.Text << "'";
+    }
 };
 
 // Records every message; safe to log to from several threads. It counts nothing by itself.
@@ -40,7 +47,7 @@ public:
     }
     void Flush() override { ++_nFlushes; }
     int GetLoggerType() const override { return LOGGER_TYPE_NULL; }
-    void Clear() override { ++_nClears; }
+    void Clear() override {}
 
     std::vector<SLoggedMessage> Messages() const
     {
@@ -57,13 +64,11 @@ public:
         return Texts;
     }
     int Flushes() const { return _nFlushes; }
-    int Clears() const { return _nClears; }
 
 private:
     mutable std::mutex _Mutex;
     std::vector<SLoggedMessage> _Messages;
     std::atomic<int> _nFlushes{ 0 };
-    std::atomic<int> _nClears{ 0 };
 };
 
 // Puts the default logger back and removes the given routes when the test ends, so that no route outlives
@@ -85,6 +90,19 @@ public:
 
 private:
     std::vector<uint32> _Categories;
+};
+
+// Records what reaches the default logger for its scope.
+class CLogRecorder
+{
+public:
+    CLogRecorder() : _pLogger( new CRecordingLogger ) { SetLogger( CQorScopedPtr<CLogger>( _pLogger ) ); }
+    ~CLogRecorder() { SetLogger( {} ); }
+    std::vector<std::string> Texts() const { return _pLogger->Texts(); }
+    CRecordingLogger& Logger() const { return *_pLogger; }
+
+private:
+    CRecordingLogger* _pLogger;
 };
 
 // A path in the temporary folder that no other test of any process uses; the file goes when the object does.

@@ -2,13 +2,14 @@
 // private tmux server; the test reads the screen and types the answers. Every wait is bounded, and the server
 // goes with the test.
 
+#include "tests/console/terminal_test_utils.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -16,116 +17,6 @@ namespace
 const std::string c_Probe = QOR_ASSERT_PROBE;
 const std::string c_Prompt = "Choice (1-4, Enter for 2):";
 const std::string c_ProbeSource = "qor_assert_probe.cpp";
-
-// Runs a shell command; its standard output and error, and whether it exited with status 0.
-std::string RunShell( const std::string& Command, bool* pSucceeded = nullptr )
-{
-    std::string Output;
-    FILE* pPipe = popen( ( Command + " 2>&1" ).c_str(), "r" );
-    if ( !pPipe )
-    {
-        return Output;
-    }
-    char Buffer[4096];
-    for ( size_t nRead; ( nRead = std::fread( Buffer, 1, sizeof( Buffer ), pPipe ) ) > 0; )
-    {
-        Output.append( Buffer, nRead );
-    }
-    const int nStatus = pclose( pPipe );
-    if ( pSucceeded )
-    {
-        *pSucceeded = nStatus == 0;
-    }
-    return Output;
-}
-
-int CountOf( const std::string& Text, const std::string& Part )
-{
-    int nCount = 0;
-    for ( size_t nAt = Text.find( Part ); nAt != std::string::npos; nAt = Text.find( Part, nAt + Part.size() ) )
-    {
-        ++nCount;
-    }
-    return nCount;
-}
-
-bool HasTmux()
-{
-    return std::system( "command -v tmux >/dev/null 2>&1" ) == 0;
-}
-
-// One command in a terminal of its own, 160 columns wide. The pane stays after the command so that its last
-// words can be read; the server ends with the object.
-class CTerminal
-{
-public:
-    explicit CTerminal( const std::string& Command )
-    {
-        char Folder[] = "/tmp/qor_assert_dialog_XXXXXX";
-        if ( !mkdtemp( Folder ) )
-        {
-            _Error = "no temporary folder";
-            return;
-        }
-        _Folder = Folder;
-        _Tmux = "tmux -f /dev/null -S '" + _Folder + "/socket' ";
-        bool bStarted = false;
-        _Error = RunShell( _Tmux + "new-session -d -s probe -x 160 -y 50 '" + Command +
-                               "; echo \"command exit $?\"; sleep 120'",
-                           &bStarted );
-        _Error = bStarted ? "" : "tmux could not start a session: " + _Error;
-    }
-    ~CTerminal()
-    {
-        if ( !_Folder.empty() )
-        {
-            RunShell( _Tmux + "kill-server" );
-            RunShell( "rm -rf '" + _Folder + "'" );
-        }
-    }
-    CTerminal( const CTerminal& ) = delete;
-    CTerminal& operator=( const CTerminal& ) = delete;
-
-    // Empty when the terminal runs.
-    const std::string& Error() const { return _Error; }
-
-    std::string Screen() const { return RunShell( _Tmux + "capture-pane -p -J -S -2000 -t probe" ); }
-
-    // Waits, at most 30 seconds, until the screen shows Text at least nCount times; returns the screen.
-    std::string WaitFor( const std::string& Text, int nCount = 1 ) const
-    {
-        const auto Deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 30 );
-        std::string Shown = Screen();
-        while ( CountOf( Shown, Text ) < nCount && std::chrono::steady_clock::now() < Deadline )
-        {
-            std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
-            Shown = Screen();
-        }
-        return Shown;
-    }
-
-    // Types the text and Enter.
-    void Type( const std::string& Text ) const
-    {
-        if ( !Text.empty() )
-        {
-            RunShell( _Tmux + "send-keys -t probe -l '" + Text + "'" );
-        }
-        RunShell( _Tmux + "send-keys -t probe Enter" );
-    }
-
-private:
-    std::string _Folder;
-    std::string _Tmux;
-    std::string _Error;
-};
-
-#define QOR_REQUIRE_TMUX()                                                                                             \
-    if ( !HasTmux() )                                                                                                  \
-    {                                                                                                                  \
-        GTEST_SKIP() << "tmux is not installed: the dialog can't be driven from a terminal";                           \
-    }
-
 // The probe, asked in a terminal without CI, whatever the test program's own environment holds.
 const std::string c_AskedProbe = "env -u CI " + c_Probe;
 } // namespace
@@ -134,15 +25,8 @@ const std::string c_AskedProbe = "env -u CI " + c_Probe;
 TEST( QorAssertDialog, EachChoiceHasItsEffect )
 {
     QOR_REQUIRE_TMUX();
-    struct SRow
-    {
-        std::vector<std::string> Answers;
-        int nDialogs;
-        int nDumps;
-        int nLogOnlyReports;
-        bool bLogOnlyAtEnd;
-    };
-    const SRow Rows[] = {
+    // The answers typed; then the dialogs shown, the dumps, the log-only reports, and log-only mode at the end.
+    const std::tuple<std::vector<std::string>, int, int, int, bool> Rows[] = {
         { { "3" }, 1, 0, 0, false },            // "Always ignore": the site falls silent.
         { { "2", "3" }, 2, 0, 0, false },       // "Ignore": the site fires again.
         { { "", "3" }, 2, 0, 0, false },        // Enter takes "Ignore".
@@ -150,27 +34,27 @@ TEST( QorAssertDialog, EachChoiceHasItsEffect )
         { { "x", "12", "3" }, 1, 0, 0, false }, // No choice: asked again.
         { { "4", "2" }, 1, 0, 1, true },        // "Disable Pop-ups": asked again; the next failure is logged once.
     };
-    for ( const SRow& Row : Rows )
+    for ( const auto& [ Answers, nDialogs, nDumps, nLogOnlyReports, bLogOnlyAtEnd ] : Rows )
     {
-        const std::string Answers = testing::PrintToString( Row.Answers );
+        const std::string Typed = testing::PrintToString( Answers );
         CTerminal Terminal( c_AskedProbe );
         ASSERT_EQ( Terminal.Error(), "" );
-        for ( size_t nAnswer = 0; nAnswer < Row.Answers.size(); ++nAnswer )
+        for ( size_t nAnswer = 0; nAnswer < Answers.size(); ++nAnswer )
         {
             const std::string Shown = Terminal.WaitFor( c_Prompt, int( nAnswer + 1 ) );
-            ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Answers << "\n" << Shown;
-            Terminal.Type( Row.Answers[nAnswer] );
+            ASSERT_EQ( CountOf( Shown, c_Prompt ), int( nAnswer + 1 ) ) << Typed << "\n" << Shown;
+            Terminal.Type( Answers[nAnswer] );
         }
         const std::string Shown = Terminal.WaitFor( "command exit " );
-        SCOPED_TRACE( Answers + "\n" + Shown );
+        SCOPED_TRACE( Typed + "\n" + Shown );
         EXPECT_EQ( CountOf( Shown, "command exit 0" ), 1 );
-        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Row.Answers.size() ) );
-        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), Row.nDialogs );
+        EXPECT_EQ( CountOf( Shown, c_Prompt ), int( Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed.\nAssertion:   nRound < 0\n\n" ), nDialogs );
         EXPECT_EQ( CountOf( Shown, "[1] Create Dump  [2] Ignore  [3] Always ignore  [4] Disable Pop-ups\n" ),
-                   int( Row.Answers.size() ) );
-        EXPECT_EQ( CountOf( Shown, "dump handler called" ), Row.nDumps );
-        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), Row.nLogOnlyReports );
-        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( Row.bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
+                   int( Answers.size() ) );
+        EXPECT_EQ( CountOf( Shown, "dump handler called" ), nDumps );
+        EXPECT_EQ( CountOf( Shown, "Assertion failed: " ), nLogOnlyReports );
+        EXPECT_EQ( CountOf( Shown, std::string( "round 3 done, log-only " ) + ( bLogOnlyAtEnd ? "1" : "0" ) ), 1 );
     }
 }
 

@@ -11,6 +11,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -22,26 +23,7 @@ namespace
 [[maybe_unused]] const int g_nNoPrompt = setenv( "CI", "1", 0 );
 
 int g_nCallbackRuns = 0;
-void CountCallback()
-{
-    ++g_nCallbackRuns;
-}
-
 int g_nDumps = 0;
-void CountDump()
-{
-    ++g_nDumps;
-}
-
-void AskForBreak( const char*, const char*, uint32, bool, bool* pBreak, bool* )
-{
-    *pBreak = true;
-}
-
-void SilenceSite( const char*, const char*, uint32, bool, bool*, bool* pOnce )
-{
-    *pOnce = true;
-}
 
 // One site, so that a test sees its once flag over several failures.
 void AssertPositive( int nValue )
@@ -73,6 +55,33 @@ struct SSwitchesGuard
         g_bLogOnly = bLogOnly;
     }
 };
+
+// Tells on standard error what the faulting store writes, then lets the store run again unhandled. On x86-64
+// the value is either the immediate of the faulting instruction or in the register it stores from.
+void DescribeCrashStore( int, siginfo_t* pInfo, void* pContext )
+{
+    bool bStores47283 = false;
+#if defined( __x86_64__ )
+    const greg_t* pRegisters = static_cast<ucontext_t*>( pContext )->uc_mcontext.gregs;
+    const unsigned char* pCode = reinterpret_cast<const unsigned char*>( pRegisters[REG_RIP] );
+    const unsigned char Immediate[] = { 0xb3, 0xb8, 0x00, 0x00 };
+    for ( int I = 0; I + 4 <= 15; ++I )
+    {
+        bStores47283 = bStores47283 || std::memcmp( pCode + I, Immediate, 4 ) == 0;
+    }
+    for ( int I = 0; I < NGREG; ++I )
+    {
+        bStores47283 = bStores47283 || ( I != REG_RIP && ( pRegisters[I] & 0xffffffff ) == 47283 );
+    }
+#else
+    (void)pContext;
+    bStores47283 = true;
+#endif
+    const char* pText =
+        bStores47283 && pInfo->si_addr == nullptr ? "stores 47283 at address 0\n" : "stores another value\n";
+    [[maybe_unused]] const ssize_t nWritten = write( 2, pText, std::strlen( pText ) );
+    signal( SIGSEGV, SIG_DFL );
+}
 } // namespace
 
 TEST( QorAssert, ReportsConditionTextFileAndLine )
@@ -117,7 +126,8 @@ TEST( QorAssert, HandlerOwnsTheOnceFlag )
         AssertPositive( -1 );
         EXPECT_EQ( Asserts.Reports().size(), 2u ) << "the recorder leaves the once flag alone";
     }
-    const FQorAssertHandler pPrevious = SetAssertHandler( &SilenceSite );
+    const FQorAssertHandler pPrevious =
+        SetAssertHandler( []( const char*, const char*, uint32, bool, bool*, bool* pOnce ) { *pOnce = true; } );
     AssertPositive( 0 );
     SetAssertHandler( pPrevious );
     CAssertRecorder Asserts;
@@ -128,14 +138,10 @@ TEST( QorAssert, HandlerOwnsTheOnceFlag )
 TEST( QorAssert, CallbacksRunBeforeEachReportAndAreAddedOnce )
 {
     CAssertRecorder Asserts;
-    AddAssertCallback( &CountCallback );
-    AddAssertCallback( &CountCallback );
-    int nListed = 0;
-    for ( FQorAssertCallback pCallback : g_AssertCallbacks )
-    {
-        nListed += pCallback == &CountCallback;
-    }
-    EXPECT_EQ( nListed, 1 );
+    const FQorAssertCallback CountCallback = [] { ++g_nCallbackRuns; };
+    AddAssertCallback( CountCallback );
+    AddAssertCallback( CountCallback );
+    EXPECT_EQ( std::count( g_AssertCallbacks.begin(), g_AssertCallbacks.end(), CountCallback ), 1 );
     g_nCallbackRuns = 0;
     for ( int I = 0; I < 3; ++I )
     {
@@ -146,10 +152,13 @@ TEST( QorAssert, CallbacksRunBeforeEachReportAndAreAddedOnce )
 
 TEST( QorAssert, BreakRequestCallsTheDumpHandler )
 {
-    const FQorDumpHandler pPreviousDump = SetDumpHandler( &CountDump );
-    const FQorAssertHandler pPrevious = SetAssertHandler( &AskForBreak );
-    EXPECT_EQ( g_pDumpHandler, &CountDump );
-    EXPECT_EQ( g_pAssertHandler, &AskForBreak );
+    const FQorDumpHandler CountDump = [] { ++g_nDumps; };
+    const FQorAssertHandler AskForBreak = []( const char*, const char*, uint32, bool, bool* pBreak, bool* )
+    { *pBreak = true; };
+    const FQorDumpHandler pPreviousDump = SetDumpHandler( CountDump );
+    const FQorAssertHandler pPrevious = SetAssertHandler( AskForBreak );
+    EXPECT_EQ( g_pDumpHandler, CountDump );
+    EXPECT_EQ( g_pAssertHandler, AskForBreak );
     g_nDumps = 0;
     for ( int I = 0; I < 2; ++I )
     {
@@ -211,36 +220,6 @@ TEST( QorAssert, LogAssertPrintsPlaceholdersForNullStrings )
     EXPECT_TRUE( bOnce );
     EXPECT_FALSE( bBreak );
 }
-
-namespace
-{
-// Tells on standard error what the faulting store writes, then lets the store run again unhandled. On x86-64
-// the value is either the immediate of the faulting instruction or in the register it stores from.
-void DescribeCrashStore( int, siginfo_t* pInfo, void* pContext )
-{
-    bool bStores47283 = false;
-#if defined( __x86_64__ )
-    const greg_t* pRegisters = static_cast<ucontext_t*>( pContext )->uc_mcontext.gregs;
-    const unsigned char* pCode = reinterpret_cast<const unsigned char*>( pRegisters[REG_RIP] );
-    const unsigned char Immediate[] = { 0xb3, 0xb8, 0x00, 0x00 };
-    for ( int I = 0; I + 4 <= 15; ++I )
-    {
-        bStores47283 = bStores47283 || std::memcmp( pCode + I, Immediate, 4 ) == 0;
-    }
-    for ( int I = 0; I < NGREG; ++I )
-    {
-        bStores47283 = bStores47283 || ( I != REG_RIP && ( pRegisters[I] & 0xffffffff ) == 47283 );
-    }
-#else
-    (void)pContext;
-    bStores47283 = true;
-#endif
-    const char* pText =
-        bStores47283 && pInfo->si_addr == nullptr ? "stores 47283 at address 0\n" : "stores another value\n";
-    [[maybe_unused]] const ssize_t nWritten = write( 2, pText, std::strlen( pText ) );
-    signal( SIGSEGV, SIG_DFL );
-}
-} // namespace
 
 TEST( QorAssertDeathTest, FatalLogOnlyReportStores47283AtAddressZero )
 {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -56,12 +57,8 @@ void RunWithStandardOutputClosed( const std::vector<std::string>& Arguments )
 
 TEST( CQorCommandLineActions, RunTheFirstActionOfTheStageThatIsOnTheCommandLine )
 {
-    const struct
-    {
-        std::vector<std::string> Arguments;
-        int32 Stage;
-        std::string Expected;
-    } Table[] = {
+    // The arguments, the stage, and the exit code of the action run.
+    const std::tuple<std::vector<std::string>, int32, std::string> Table[] = {
         { {}, COMMAND_LINE_INIT_STAGE_MAIN, "none" },
         { { "--test_action_main", "--test_exit_code=7" }, COMMAND_LINE_INIT_STAGE_MAIN, "7" },
         { { "--test_action_main" }, COMMAND_LINE_INIT_STAGE_HALVORSUND, "none" },
@@ -71,12 +68,12 @@ TEST( CQorCommandLineActions, RunTheFirstActionOfTheStageThatIsOnTheCommandLine 
         { { "--test_action_application", "--test_action_main", "--test_exit_code=0" }, COMMAND_LINE_INIT_STAGE_MAIN,
           "0" },
     };
-    for ( const auto& Row : Table )
+    for ( const auto& [ Arguments, Stage, Expected ] : Table )
     {
-        CCommandLineScope CommandLine( Row.Arguments );
-        const CQorOptional<int32> ExitCode = CommandLine.Get().RunActions( Row.Stage );
-        EXPECT_EQ( ExitCode ? std::to_string( ExitCode.GetValue() ) : "none", Row.Expected )
-            << ::testing::PrintToString( Row.Arguments ) << " at stage " << Row.Stage;
+        CCommandLineScope CommandLine( Arguments );
+        const CQorOptional<int32> ExitCode = CommandLine.Get().RunActions( Stage );
+        EXPECT_EQ( ExitCode ? std::to_string( ExitCode.GetValue() ) : "none", Expected )
+            << ::testing::PrintToString( Arguments ) << " at stage " << Stage;
     }
 }
 

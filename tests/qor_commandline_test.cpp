@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -57,11 +58,7 @@ std::string Query( const CQorCommandLine& CommandLine, const SCommandLineOption&
 
 TEST( CQorCommandLine, ParsesTheJoinedArgumentsByTheTable )
 {
-    const struct
-    {
-        std::vector<std::string> Arguments;
-        CPairs Expected;
-    } Table[] = {
+    const std::pair<std::vector<std::string>, CPairs> Table[] = {
         { { "--a=b" }, { { "a", "b" } } },
         { { "-a", "b" }, { { "a", "b" } } },
         { { "/a", "b" }, { { "a", "b" } } },
@@ -82,11 +79,11 @@ TEST( CQorCommandLine, ParsesTheJoinedArgumentsByTheTable )
         { { "--\xe2\x82\xac=Gr\xc3\xbc\xc3\x9f" "e" }, { { "\xe2\x82\xac", "Gr\xc3\xbc\xc3\x9f" "e" } } },
     };
     CLogRecorder Log;
-    for ( const auto& Row : Table )
+    for ( const auto& [ Arguments, Expected ] : Table )
     {
-        CCommandLineScope CommandLine( Row.Arguments );
+        CCommandLineScope CommandLine( Arguments );
         EXPECT_TRUE( CommandLine.IsCreated() );
-        EXPECT_EQ( ArgumentsOf( CommandLine.Get() ), Row.Expected ) << ::testing::PrintToString( Row.Arguments );
+        EXPECT_EQ( ArgumentsOf( CommandLine.Get() ), Expected ) << ::testing::PrintToString( Arguments );
     }
 }
 
@@ -118,13 +115,8 @@ TEST( CQorCommandLine, TypedQueriesReadTheirValuesByTheTable )
     { return std::string( "Command line option '" ) + pOption + "' expects " + pType + ", got '" + Got + "'\n"; };
     const char* pInteger = "an integer from -2147483648 to 2147483647";
     const char* pBoolean = "true, false, yes, no, on, off, 1 or 0";
-    const struct
-    {
-        std::vector<std::string> Arguments;
-        const SCommandLineOption& Option;
-        std::string Expected;
-        std::string Logged;
-    } Table[] = {
+    // The arguments, the option asked, the answer, and what is logged.
+    const std::tuple<std::vector<std::string>, const SCommandLineOption&, std::string, std::string> Table[] = {
         { {}, g_TestInt, "unset", "" },
         { { "--test_int=42" }, g_TestInt, "42", "" },
         { { "--test_int=-2147483648" }, g_TestInt, "-2147483648", "" },
@@ -147,12 +139,12 @@ TEST( CQorCommandLine, TypedQueriesReadTheirValuesByTheTable )
         { { "--test_string=a b" }, g_TestString, "'a b'", "" },
         { { "--test_string" }, g_TestString, "''", "" },
     };
-    for ( const auto& Row : Table )
+    for ( const auto& [ Arguments, Option, Expected, Logged ] : Table )
     {
         CLogRecorder Log;
-        CCommandLineScope CommandLine( Row.Arguments );
-        EXPECT_EQ( Query( CommandLine.Get(), Row.Option ), Row.Expected ) << ::testing::PrintToString( Row.Arguments );
-        EXPECT_EQ( Log.Texts(), Row.Logged.empty() ? std::vector<std::string>{} : std::vector{ Row.Logged } );
+        CCommandLineScope CommandLine( Arguments );
+        EXPECT_EQ( Query( CommandLine.Get(), Option ), Expected ) << ::testing::PrintToString( Arguments );
+        EXPECT_EQ( Log.Texts(), Logged.empty() ? std::vector<std::string>{} : std::vector{ Logged } );
     }
 }
 

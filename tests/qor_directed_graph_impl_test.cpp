@@ -246,16 +246,6 @@ TEST( QorDirectedGraph, ReportsMisuseAndCarriesOn )
     }
 }
 
-namespace
-{
-// Sets the once flag, as "Always ignore" would, and keeps it so that the test can clear it again.
-bool* g_pSilencedSite = nullptr;
-void SilenceSite( const char*, const char*, uint32, bool, bool*, bool* pOnce )
-{
-    *( g_pSilencedSite = pOnce ) = true;
-}
-} // namespace
-
 // The cycle search of a long chain needs more than the stack's inline room, so each search shows as an
 // allocation: none while assertions are off or the site is silenced.
 TEST( QorDirectedGraph, CycleSearchRunsOnlyForALiveSite )
@@ -273,13 +263,16 @@ TEST( QorDirectedGraph, CycleSearchRunsOnlyForALiveSite )
     g_bAssertsEnabled = true;
     EXPECT_EQ( Scratch.AllocateCalls(), 0 );
 
-    const FQorAssertHandler pPrevious = SetAssertHandler( &SilenceSite );
+    // Sets the once flag, as "Always ignore" would, and keeps it so that the test can clear it again.
+    static bool* s_pSilencedSite = nullptr;
+    const FQorAssertHandler pPrevious = SetAssertHandler( []( const char*, const char*, uint32, bool, bool*, bool* pOnce )
+                                                          { *( s_pSilencedSite = pOnce ) = true; } );
     CloseAndOpenTheCycle();
     const int nSearchAllocations = Scratch.AllocateCalls();
     CloseAndOpenTheCycle();
     SetAssertHandler( pPrevious );
-    ASSERT_NE( g_pSilencedSite, nullptr );
-    *g_pSilencedSite = false;
+    ASSERT_NE( s_pSilencedSite, nullptr );
+    *s_pSilencedSite = false;
     EXPECT_GT( nSearchAllocations, 0 );
     EXPECT_EQ( Scratch.AllocateCalls(), nSearchAllocations );
 }

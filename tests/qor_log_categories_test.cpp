@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 TEST( SLogCategory, TheLibraryCategoriesAreRegisteredByIdAndByName )
@@ -43,13 +44,8 @@ TEST( SLogCategory, ADuplicateIdOrNameAssertsAndEntersNeitherTable )
 // are made, and a log lands in them.
 TEST( MakeLogFileName, JoinsFolderPrefixNamePostfixAndExtensionAndMakesTheFolder )
 {
-    const struct
-    {
-        std::vector<std::string> Arguments;
-        const char* pExtension;
-        const char* pSubDir;
-        const char* pExpected;
-    } Table[] = {
+    // The arguments, the extension, the subfolder, and the path.
+    const std::tuple<std::vector<std::string>, const char*, const char*, const char*> Table[] = {
         { {}, ".log", "", "logs/error.log" },
         { { "--logprefix=run1_" }, ".log", "", "logs/run1_error.log" },
         { { "--logpostfix=_b" }, ".log", "", "logs/error_b.log" },
@@ -67,13 +63,12 @@ TEST( MakeLogFileName, JoinsFolderPrefixNamePostfixAndExtensionAndMakesTheFolder
     CTempWorkingDirectory Directory;
     CAssertRecorder Asserts;
     CLogRecorder Log;
-    for ( const auto& Row : Table )
+    for ( const auto& [ Arguments, pExtension, pSubDir, pExpected ] : Table )
     {
-        CQorScopedPtr<CCommandLineScope> pCommandLine( Row.Arguments.empty() ? nullptr
-                                                                             : new CCommandLineScope( Row.Arguments ) );
+        CQorScopedPtr<CCommandLineScope> pCommandLine( Arguments.empty() ? nullptr : new CCommandLineScope( Arguments ) );
         CString Path;
-        MakeLogFileName( Path, "error", Row.pExtension, Row.pSubDir );
-        EXPECT_EQ( Path.GetStdString(), Row.pExpected ) << ::testing::PrintToString( Row.Arguments );
+        MakeLogFileName( Path, "error", pExtension, pSubDir );
+        EXPECT_EQ( Path.GetStdString(), pExpected ) << ::testing::PrintToString( Arguments );
     }
     CString Path;
     MakeLogFileName( Path, "error" );

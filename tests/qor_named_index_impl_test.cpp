@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -26,17 +27,6 @@ const CQorNamedIndex<SDynamicFamily> g_Fixed( "fixed", 2 );
 const CQorNamedIndex<SThreadFamily> g_ThreadStatic( "static", 4 );
 
 template <typename T> using CManager = CQorNamedIndexManager<T>;
-
-class CRecordingLog
-{
-public:
-    CRecordingLog() : _pLogger( new CRecordingLogger ) { SetLogger( CQorScopedPtr<CLogger>( _pLogger ) ); }
-    std::vector<std::string> Texts() const { return _pLogger->Texts(); }
-
-private:
-    CLogGuard _Guard;
-    CRecordingLogger* _pLogger;
-};
 } // namespace
 
 TEST( QorNamedIndex, StaticBlocksAndLookUps )
@@ -47,13 +37,8 @@ TEST( QorNamedIndex, StaticBlocksAndLookUps )
     EXPECT_EQ( g_PassTwo.GetIndex(), 4 );
     EXPECT_FALSE( g_PassTwo.IsDynamicIndex() );
 
-    struct SCase
-    {
-        const char* pName;
-        int32 nExpected;
-        const char* pLogged;
-    };
-    const SCase Cases[] = {
+    // The name, its index, and what the look-up logs.
+    const std::tuple<const char*, int32, const char*> Cases[] = {
         { "pass", 0, nullptr },
         { "pass0", 0, nullptr },
         { "pass2", 2, nullptr }, // the digits are stripped first: block "pass", never block "pass2"
@@ -67,13 +52,12 @@ TEST( QorNamedIndex, StaticBlocksAndLookUps )
         { "", -1, "Could not find NamedIndex ''" },
         { "12", -1, "Could not find NamedIndex '12'" },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ pName, nExpected, pLogged ] : Cases )
     {
-        CRecordingLog Log;
-        EXPECT_EQ( CManager<SPassFamily>::FindIndex( Case.pName ), Case.nExpected ) << Case.pName;
-        const std::vector<std::string> Expected =
-            Case.pLogged ? std::vector<std::string>{ std::string( Case.pLogged ) + "\n" } : std::vector<std::string>{};
-        EXPECT_EQ( Log.Texts(), Expected ) << Case.pName;
+        CLogRecorder Log;
+        EXPECT_EQ( CManager<SPassFamily>::FindIndex( pName ), nExpected ) << pName;
+        EXPECT_EQ( Log.Texts(), pLogged ? std::vector{ std::string( pLogged ) + "\n" } : std::vector<std::string>{} )
+            << pName;
     }
     // The view need not be terminated: the text behind it takes no part.
     EXPECT_EQ( CManager<SPassFamily>::FindIndex( CQorStringView( "pass1x", 5, ENullTerminated::No ) ), 1 );
@@ -99,7 +83,7 @@ TEST( QorNamedIndex, DynamicIndicesAreNamedReleasedAndReused )
     CManagerT::ReleaseDynamicIndex( A );
     EXPECT_FALSE( CManagerT::Contains( 2 ) );
     {
-        CRecordingLog Log;
+        CLogRecorder Log;
         EXPECT_EQ( CManagerT::FindIndex( "alpha" ), -1 );
     }
     EXPECT_EQ( CManagerT::CreateDynamicIndex( "beta" ).GetIndex(), 2 );

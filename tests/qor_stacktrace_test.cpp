@@ -9,6 +9,7 @@
 
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -83,30 +84,25 @@ bool EndsWith( const std::string& Text, const std::string& End )
 // Skip and the frame limit choose a window of the chain, innermost first.
 TEST( QorStackTrace, KnownChainNamesItsFunctionsInOrderWithFileAndLine )
 {
-    struct SRow
-    {
-        int32 nSkip;
-        int32 nMaxFrames;
-        std::vector<std::string> Functions;
-    };
-    const SRow Rows[] = {
+    // Skip, the frame limit, and the functions of the trace.
+    const std::tuple<int32, int32, std::vector<std::string>> Rows[] = {
         { 0, 3, { "ChainInner", "ChainMiddle", "ChainOuter" } },
         { 1, 2, { "ChainMiddle", "ChainOuter" } },
         { 2, 1, { "ChainOuter" } },
         { 0, 0, {} },
     };
-    for ( const SRow& Row : Rows )
+    const std::vector<std::string> Chain = { "ChainInner", "ChainMiddle", "ChainOuter" };
+    for ( const auto& [ nSkip, nMaxFrames, Functions ] : Rows )
     {
-        SWalk Walk{ Row.nSkip, Row.nMaxFrames, 0, {}, {} };
+        SWalk Walk{ nSkip, nMaxFrames, 0, {}, {} };
         ChainOuter( Walk );
         const std::vector<std::string> Frames = LinesOf( Walk.Trace.GetString() );
-        ASSERT_EQ( Frames.size(), Row.Functions.size() ) << Walk.Trace.GetString();
-        const std::vector<std::string> Chain = { "ChainInner", "ChainMiddle", "ChainOuter" };
+        ASSERT_EQ( Frames.size(), Functions.size() ) << Walk.Trace.GetString();
         for ( size_t nFrame = 0; nFrame < Frames.size(); ++nFrame )
         {
-            const size_t nInChain = nFrame + size_t( Row.nSkip );
-            EXPECT_TRUE( IsFrame( Frames[nFrame], Walk.Lines[2 - nInChain], Row.Functions[nFrame] ) );
-            EXPECT_EQ( Chain[nInChain], Row.Functions[nFrame] );
+            const size_t nInChain = nFrame + size_t( nSkip );
+            EXPECT_TRUE( IsFrame( Frames[nFrame], Walk.Lines[2 - nInChain], Functions[nFrame] ) );
+            EXPECT_EQ( Chain[nInChain], Functions[nFrame] );
         }
     }
 }

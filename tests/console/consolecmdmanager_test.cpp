@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -41,21 +43,13 @@ void EchoAction( CConsoleArguments Arguments, SConsoleCmdResult& Result )
 
 std::vector<std::string> Lines( const CString& Text )
 {
+    EXPECT_TRUE( Text.IsEmpty() || Text.GetStdString().back() == '\n' ) << "every name ends with a line end";
     std::vector<std::string> Result;
-    std::string Line;
-    for ( char Char : Text.GetStdString() )
+    std::istringstream Stream( Text.GetStdString() );
+    for ( std::string Line; std::getline( Stream, Line ); )
     {
-        if ( Char == '\n' )
-        {
-            Result.push_back( Line );
-            Line.clear();
-        }
-        else
-        {
-            Line += Char;
-        }
+        Result.push_back( Line );
     }
-    EXPECT_TRUE( Line.empty() ) << "every name ends with a line end";
     return Result;
 }
 
@@ -67,6 +61,13 @@ std::vector<std::string> ToStrings( const CQorArray<CString>& Array )
         Strings.push_back( Element.GetStdString() );
     }
     return Strings;
+}
+
+// Whether the line succeeded, and its answer.
+std::tuple<bool, std::string> Outcome( CConsoleCmdManager& Manager, const char* pLine )
+{
+    const SConsoleCmdResult Result = Manager.ExecuteLine( pLine );
+    return { Result._bSuccess, Result._Text.GetStdString() };
 }
 
 // A manager of its own with commands of each kind and a tweakable of each type.
@@ -113,16 +114,8 @@ TEST( ConsoleCmdManager, CommandLinesAndTheirResults )
     SConsoleFixture Fixture;
     const std::string Longest = "Echo " + std::string( CConsoleCmdManager::c_MaxLineLength - 5, 'x' );
     const std::string Overlong = Longest + "x";
-    struct SCase
-    {
-        bool bRestricted;
-        bool bNetworkGame;
-        std::string Line;
-        bool bSuccess;
-        std::string Text;
-        int32 Number; // the variable's value after the line
-    };
-    const SCase Cases[] = {
+    // Restricted, network game, the line; whether it succeeds, its answer, and the variable's value after it.
+    const std::tuple<bool, bool, std::string, bool, std::string, int32> Cases[] = {
         { false, false, "Echo a b", true, "a|b", 5 },
         { false, false, "  Echo\ta   b  ", true, "a|b", 5 },
         { false, false, "Echo", true, "", 5 },
@@ -173,14 +166,12 @@ TEST( ConsoleCmdManager, CommandLinesAndTheirResults )
         { true, true, "Number 6", false, "Console not available in multiplayer or ironman mode.", 4 },
         { false, true, "Dev.Only", true, "dev ran", 4 },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ bRestricted, bNetworkGame, Line, bSuccess, Text, Number ] : Cases )
     {
-        Fixture.Manager.SetRestricted( Case.bRestricted );
-        Fixture.Manager.SetNetworkGame( Case.bNetworkGame );
-        const SConsoleCmdResult Result = Fixture.Manager.ExecuteLine( Case.Line.c_str() );
-        EXPECT_EQ( Result._bSuccess, Case.bSuccess ) << Case.Line;
-        EXPECT_EQ( Result._Text.GetStdString(), Case.Text ) << Case.Line;
-        EXPECT_EQ( Fixture.Number, Case.Number ) << Case.Line;
+        Fixture.Manager.SetRestricted( bRestricted );
+        Fixture.Manager.SetNetworkGame( bNetworkGame );
+        EXPECT_EQ( Outcome( Fixture.Manager, Line.c_str() ), std::tuple( bSuccess, Text ) ) << Line;
+        EXPECT_EQ( Fixture.Number, Number ) << Line;
     }
     EXPECT_EQ( Fixture.Shadowed, 3 );
     EXPECT_EQ( Fixture.Name.GetStdString(), "hello world" );
@@ -202,9 +193,7 @@ TEST( ConsoleCmdManager, FilterAnswersBeforeTheChecks )
             return false;
         } );
     Fixture.Manager.SetRestricted( true );
-    const SConsoleCmdResult Filtered = Fixture.Manager.ExecuteLine( "Dev.Only" );
-    EXPECT_FALSE( Filtered._bSuccess );
-    EXPECT_EQ( Filtered._Text.GetStdString(), "filtered" );
+    EXPECT_EQ( Outcome( Fixture.Manager, "Dev.Only" ), std::tuple( false, "filtered" ) );
     EXPECT_EQ( Fixture.Manager.ExecuteLine( "Echo a b" )._Text.GetStdString(), "a|b" );
     EXPECT_EQ( Fixture.Manager.ExecuteLine( "Number" )._Text.GetStdString(), "Value 5" );
     EXPECT_EQ( Seen, ( std::vector<std::string>{ "Dev.Only/0", "Echo/2" } ) );
@@ -244,15 +233,13 @@ TEST( ConsoleCmdManager, ListingsCompletionsAndGroups )
     EXPECT_EQ( Help.GetStdString().find( "Dev.Only" ), std::string::npos );
     Manager.SetRestricted( false );
 
-    CLogGuard Guard;
-    CRecordingLogger* pLogger = new CRecordingLogger;
-    SetLogger( CQorScopedPtr<CLogger>( pLogger ) );
+    CLogRecorder Log;
     Manager.AddCommandToGroup( "Text", "Echo" );
     Manager.AddCommandToGroup( "Debug", "Dev.Only" );
     Manager.AddCommandToGroup( "Text", "Fails" );
     Manager.AddCommandToGroup( "Text", "Echo" );
     Manager.AddCommandToGroup( "Text", "Number" );
-    EXPECT_EQ( pLogger->Texts(), std::vector<std::string>{ "Adding unknown command to a console group\n" } );
+    EXPECT_EQ( Log.Texts(), std::vector<std::string>{ "Adding unknown command to a console group\n" } );
     CQorArray<SConsoleGroup> Groups;
     Manager.GetGroups( Groups );
     ASSERT_EQ( Groups.GetSize(), 3 );
@@ -321,9 +308,7 @@ TEST( ConsoleCmdManager, TweakableRegistrationAndValues )
                                                           Heard.push_back( Argument.GetStdString() );
                                                       }
                                                   } );
-    const SConsoleCmdResult Called = Manager.ExecuteLine( "Files.ResetFromDisk a b" );
-    EXPECT_TRUE( Called._bSuccess );
-    EXPECT_EQ( Called._Text.GetStdString(), "Called Reset" );
+    EXPECT_EQ( Outcome( Manager, "Files.ResetFromDisk a b" ), std::tuple( true, "Called Reset" ) );
     EXPECT_EQ( Heard, ( std::vector<std::string>{ "a", "b" } ) );
 
     EXPECT_TRUE( Manager.RemoveVariable( "Unbound" ) );
@@ -337,9 +322,8 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     ASSERT_NE( pCount, nullptr );
     EXPECT_EQ( pCount->_Description.GetStdString(), "Set or get the number of task threads" );
     EXPECT_EQ( pCount->_ArgumentDescriptions[0].GetStdString(), "The number of task threads" );
-    const SConsoleCmdResult Count = Manager.ExecuteLine( "Threading.TaskThreadCount" );
-    EXPECT_TRUE( Count._bSuccess );
-    EXPECT_EQ( Count._Text.GetStdString(), std::to_string( GetNumTaskThreads() ) );
+    EXPECT_EQ( Outcome( Manager, "Threading.TaskThreadCount" ),
+               std::tuple( true, std::to_string( GetNumTaskThreads() ) ) );
     EXPECT_FALSE( Manager.ExecuteLine( "Threading.TaskThreadCount many" )._bSuccess );
 
     const bool bBefore = g_bEnableTaskThreads;
@@ -362,15 +346,8 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
     g_FileWatcherNotificationDelayMs = DelayBefore;
 
     // The file system's throttles: floats over the whole range, a bad value keeps the old one.
-    struct SLimitLine
-    {
-        const char* pLine;
-        bool bSuccess;
-        const char* pText;
-        float Read;
-        float Write;
-    };
-    const SLimitLine LimitLines[] = {
+    // The line; whether it succeeds, its answer, and both limits after it.
+    const std::tuple<const char*, bool, std::string, float, float> LimitLines[] = {
         { "ReadLimit", true, "Value 0", 0.0f, 0.0f },
         { "ReadLimit 1.5", true, "Value 1.5", 1.5f, 0.0f },
         { "WriteLimit -3", true, "Value -3", 1.5f, -3.0f },
@@ -379,13 +356,10 @@ TEST( ConsoleCmdManager, LibraryCommandsReachTheProcessConsole )
         { "ReadLimit 0", true, "Value 0", 0.0f, 1e6f },
         { "WriteLimit 0", true, "Value 0", 0.0f, 0.0f },
     };
-    for ( const SLimitLine& Line : LimitLines )
+    for ( const auto& [ pLine, bSuccess, Text, Read, Write ] : LimitLines )
     {
-        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
-        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
-        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
-        EXPECT_EQ( g_VFSReadLimit, Line.Read ) << Line.pLine;
-        EXPECT_EQ( g_VFSWriteLimit, Line.Write ) << Line.pLine;
+        EXPECT_EQ( Outcome( Manager, pLine ), std::tuple( bSuccess, Text ) ) << pLine;
+        EXPECT_EQ( std::tuple( g_VFSReadLimit, g_VFSWriteLimit ), std::tuple( Read, Write ) ) << pLine;
     }
     for ( const char* pName : { "ReadLimit", "WriteLimit" } )
     {
@@ -408,13 +382,8 @@ TEST( ConsoleCmdManager, ColourTextsAndForms )
     int32 nChanges = 0;
     CTweakable::RegisterWith<CTweakableColor>( Manager, &Tint, "Tint", "A colour" )
         ->SetChangeHook( [ & ]( CTweakable& ) { ++nChanges; } );
-    struct SLine
-    {
-        const char* pLine;
-        bool bSuccess;
-        const char* pText;
-    };
-    const SLine Lines[] = {
+    // The line; whether it succeeds, and its answer.
+    const std::tuple<const char*, bool, std::string> Lines[] = {
         { "Tint", true, "Value 1 0.5 0 1" },
         { "Tint 0 0 1", true, "Value 0 0 1 1" },
         { "Tint \"255 0 51 0.25\"", true, "Value 1 0 0.2 0.25" },
@@ -431,11 +400,9 @@ TEST( ConsoleCmdManager, ColourTextsAndForms )
         { "Tint 1 0 0 1 1", false, "Too many arguments: 'Tint' takes at most 4, got 5." },
         { "Tint 0 1 0 1", true, "Value 0 1 0 1" },
     };
-    for ( const SLine& Line : Lines )
+    for ( const auto& [ pLine, bSuccess, Text ] : Lines )
     {
-        const SConsoleCmdResult Result = Manager.ExecuteLine( Line.pLine );
-        EXPECT_EQ( Result._bSuccess, Line.bSuccess ) << Line.pLine;
-        EXPECT_EQ( Result._Text.GetStdString(), Line.pText ) << Line.pLine;
+        EXPECT_EQ( Outcome( Manager, pLine ), std::tuple( bSuccess, Text ) ) << pLine;
     }
     // Five changes: the last line wrote the colour it held.
     EXPECT_EQ( nChanges, 5 );

@@ -2,14 +2,13 @@
 
 #include "qor_core/console/tweakablevariable.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "tests/console/terminal_test_utils.h"
 
-#include <chrono>
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace
@@ -28,60 +27,6 @@ std::string RunOver( CConsoleCmdManager& Manager, const std::string& Input, int3
     std::free( pOutput );
     return Output;
 }
-
-std::string RunShell( const std::string& Command )
-{
-    std::string Output;
-    if ( std::FILE* pPipe = popen( ( Command + " 2>&1" ).c_str(), "r" ) )
-    {
-        char Buffer[4096];
-        size_t nRead;
-        while ( ( nRead = std::fread( Buffer, 1, sizeof( Buffer ), pPipe ) ) > 0 )
-        {
-            Output.append( Buffer, nRead );
-        }
-        pclose( pPipe );
-    }
-    return Output;
-}
-
-// One detached tmux session on a server of its own, which goes with the object.
-class CTmuxSession
-{
-public:
-    explicit CTmuxSession( const std::string& Command )
-        : _Tmux( "TERM=xterm tmux -f /dev/null -L qor_console_test_" + std::to_string( ::getpid() ) )
-    {
-        RunShell( _Tmux + " new-session -d -s console -x 120 -y 40 '" + Command + "'" );
-    }
-    ~CTmuxSession() { RunShell( _Tmux + " kill-server" ); }
-
-    // Types Text (literally, quotes and all) and Enter.
-    void SendLine( const std::string& Text )
-    {
-        RunShell( _Tmux + " send-keys -t console -l '" + Text + "'" );
-        RunShell( _Tmux + " send-keys -t console Enter" );
-    }
-    std::string Capture() { return RunShell( _Tmux + " capture-pane -p -t console" ); }
-    // Polls the pane until Text shows, for ten seconds at most; the pane as it was last seen.
-    bool WaitFor( const std::string& Text, std::string& Pane )
-    {
-        const auto Deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 10 );
-        do
-        {
-            Pane = Capture();
-            if ( Pane.find( Text ) != std::string::npos )
-            {
-                return true;
-            }
-            std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
-        } while ( std::chrono::steady_clock::now() < Deadline );
-        return false;
-    }
-
-private:
-    std::string _Tmux;
-};
 } // namespace
 
 TEST( StdioConsole, AnswersEachLineUntilExit )
@@ -109,14 +54,11 @@ TEST( StdioConsole, AnswersEachLineUntilExit )
 
 TEST( StdioConsole, RunsInATerminal )
 {
-    if ( RunShell( "command -v tmux" ).empty() )
-    {
-        GTEST_SKIP() << "tmux is not installed";
-    }
-    CTmuxSession Session( std::string( QOR_STDIO_CONSOLE_PROGRAM ) + "; echo program ended $?; sleep 60" );
-    std::string Pane;
+    QOR_REQUIRE_TMUX();
+    CTerminal Terminal( QOR_STDIO_CONSOLE_PROGRAM );
+    ASSERT_EQ( Terminal.Error(), "" );
     // The pane keeps no trailing blanks: the prompt shows as ">".
-    ASSERT_TRUE( Session.WaitFor( ">", Pane ) ) << Pane;
+    ASSERT_GE( CountOf( Terminal.WaitFor( ">" ), ">" ), 1 ) << Terminal.Screen();
     // Each line typed, and the answer the pane must show.
     const std::pair<const char*, const char*> Lines[] = {
         { "Test.Number 42", "Value 42" },
@@ -124,12 +66,14 @@ TEST( StdioConsole, RunsInATerminal )
         { "Test.Number 1000", "Value 100" },
         { "Test.Nope", "Unknown command" },
         { "Test.Number \"5", "Quote left open in command line." },
-        { "exit", "program ended 0" },
+        { "exit", "command exit 0" },
     };
+    std::string Shown;
     for ( const auto& [ pLine, pAnswer ] : Lines )
     {
-        Session.SendLine( pLine );
-        EXPECT_TRUE( Session.WaitFor( pAnswer, Pane ) ) << pLine << "\n" << Pane;
+        Terminal.Type( pLine );
+        Shown = Terminal.WaitFor( pAnswer );
+        EXPECT_EQ( CountOf( Shown, pAnswer ), 1 ) << pLine << "\n" << Shown;
     }
-    EXPECT_NE( Pane.find( "Ran 5 lines, number 100" ), std::string::npos ) << Pane;
+    EXPECT_EQ( CountOf( Shown, "Ran 5 lines, number 100" ), 1 ) << Shown;
 }

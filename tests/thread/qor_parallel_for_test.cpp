@@ -8,54 +8,29 @@
 #include <algorithm>
 #include <atomic>
 #include <string>
+#include <tuple>
 #include <vector>
-
-namespace
-{
-// The pools for one test, with a given number of workers each.
-class CTaskPools
-{
-public:
-    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
-    ~CTaskPools() { ShutdownTaskThreads(); }
-};
-} // namespace
 
 // With 4 workers a range has 5 threads; for 10 elements the types give these chunks and task counts.
 TEST( ParallelFor, RangeTableForFourWorkersAndTenElements )
 {
     CTaskPools Pools( 4 );
-    struct SCase
-    {
-        int32 First;
-        int32 Last;
-        ETaskType Type;
-        int32 NumThreads;
-        int32 ExpectedThreads;
-        int32 ExpectedTaskSize;
-        int32 ExpectedTasks;
-    };
-    const SCase Cases[] = {
-        { 0, 10, ETaskType::ShortEven, -1, 5, 2, 5 },
-        { 0, 10, ETaskType::LongEven, -1, 5, 2, 5 },
-        { 0, 10, ETaskType::ShortBalanced, -1, 5, 1, 5 },
-        { 0, 10, ETaskType::LongEach, -1, 5, 1, 5 },
-        { 0, 10, ETaskType::ShortSingle, -1, 5, -1, 1 },
-        { 0, 3, ETaskType::ShortEven, -1, 5, 1, 3 },
-        { 0, 60, ETaskType::ShortBalanced, -1, 5, 4, 5 },
-        { 20, 31, ETaskType::LongEven, 2, 2, 5, 2 },
+    // First, last, type, requested threads; then the range's threads, chunk size and number of tasks.
+    using SRow = std::tuple<int32, int32, ETaskType, int32, int32, int32, int32>;
+    const SRow Rows[] = {
+        { 0, 10, ETaskType::ShortEven, -1, 5, 2, 5 },     { 0, 10, ETaskType::LongEven, -1, 5, 2, 5 },
+        { 0, 10, ETaskType::ShortBalanced, -1, 5, 1, 5 }, { 0, 10, ETaskType::LongEach, -1, 5, 1, 5 },
+        { 0, 10, ETaskType::ShortSingle, -1, 5, -1, 1 },  { 0, 3, ETaskType::ShortEven, -1, 5, 1, 3 },
+        { 0, 60, ETaskType::ShortBalanced, -1, 5, 4, 5 }, { 20, 31, ETaskType::LongEven, 2, 2, 5, 2 },
         { 0, 10, ETaskType::ShortEven, 100, 5, 2, 5 },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ First, Last, Type, NumThreads, Threads, TaskSize, Tasks ] : Rows )
     {
-        const SQorParallelForRange Range = MakeRange( Case.First, Case.Last, Case.Type, Case.NumThreads );
-        EXPECT_EQ( Range._First, Case.First );
-        EXPECT_EQ( Range._Last, Case.Last );
-        EXPECT_EQ( Range._TaskType, static_cast<int32>( Case.Type ) );
-        EXPECT_EQ( Range._NumThreads, Case.ExpectedThreads ) << static_cast<int>( Case.Type ) << " " << Case.Last;
-        EXPECT_EQ( Range._TaskSize, Case.ExpectedTaskSize ) << static_cast<int>( Case.Type ) << " " << Case.Last;
-        EXPECT_EQ( NParallelForImpl::GetNumTasks( Range ), Case.ExpectedTasks ) << static_cast<int>( Case.Type ) << " "
-                                                                                 << Case.Last;
+        const SQorParallelForRange Range = MakeRange( First, Last, Type, NumThreads );
+        EXPECT_EQ( std::tuple( Range._First, Range._Last, Range._TaskType, Range._NumThreads, Range._TaskSize,
+                               NParallelForImpl::GetNumTasks( Range ) ),
+                   std::tuple( First, Last, int32( Type ), Threads, TaskSize, Tasks ) )
+            << int( Type ) << " " << Last;
     }
 
     CAssertRecorder Asserts;

@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -31,18 +32,6 @@ public:
     CTaskThreadsDisabled() { g_bEnableTaskThreads = false; }
     ~CTaskThreadsDisabled() { g_bEnableTaskThreads = true; }
 };
-
-std::set<std::string> KernelThreadNames()
-{
-    std::set<std::string> Names;
-    for ( const auto& Entry : std::filesystem::directory_iterator( "/proc/self/task" ) )
-    {
-        std::string Name;
-        std::getline( std::ifstream( Entry.path() / "comm" ), Name );
-        Names.insert( Name );
-    }
-    return Names;
-}
 
 // The kernel's state of a thread of this process, the letter behind the name in its stat.
 char KernelThreadState( uint32 ThreadId )
@@ -164,7 +153,13 @@ TEST( CTaskScheduler, WorkersCarryTheirNamesInTheLibraryAndTheKernel )
                    0 );
     }
     EXPECT_EQ( LibraryNames, ( std::set<std::string>{ "Short Task 1", "Short Task 2", "Rather Long Scheduler Name 1" } ) );
-    const std::set<std::string> KernelNames = KernelThreadNames();
+    std::set<std::string> KernelNames;
+    for ( const auto& Entry : std::filesystem::directory_iterator( "/proc/self/task" ) )
+    {
+        std::string Name;
+        std::getline( std::ifstream( Entry.path() / "comm" ), Name );
+        KernelNames.insert( Name );
+    }
     for ( const char* pName : { "Short Task 1", "Short Task 2", "Rather Long Sch" } )
     {
         EXPECT_EQ( KernelNames.count( pName ), 1u ) << pName;
@@ -182,25 +177,21 @@ TEST( CTaskScheduler, TasksGoToTheCreatorsDequeOnlyOnItsOwnScheduler )
     CGate SecondGate;
     CQorPtr<CTask> pBlocker = OccupyWorker( Second, SecondGate );
 
-    int32 OwnDequeSize = -1;
-    int32 FirstGlobalSize = -1;
-    int32 SecondGlobalSize = -1;
+    // The worker's own deque, and the global queues of the first and the second scheduler.
+    std::tuple<int32, int32, int32> Sizes;
     CQorPtr<CTask> pChildOnFirst;
     CQorPtr<CTask> pChildOnSecond;
-    CQorPtr<CTask> pParent = First.CreateTask( QOR_TASK_LABEL,
-                                               [ & ]
-                                               {
-                                                   pChildOnFirst = First.CreateTask( QOR_TASK_LABEL, [] {} );
-                                                   pChildOnSecond = Second.CreateTask( QOR_TASK_LABEL, [] {} );
-                                                   const STaskThreadInfo& Info = NThreads::GetTaskThreadInfo();
-                                                   OwnDequeSize = Info._pTaskThread->GetDeque().GetSize();
-                                                   FirstGlobalSize = First.GetGlobalQueueSize();
-                                                   SecondGlobalSize = Second.GetGlobalQueueSize();
-                                               } );
+    CQorPtr<CTask> pParent = First.CreateTask(
+        QOR_TASK_LABEL,
+        [ & ]
+        {
+            pChildOnFirst = First.CreateTask( QOR_TASK_LABEL, [] {} );
+            pChildOnSecond = Second.CreateTask( QOR_TASK_LABEL, [] {} );
+            Sizes = { NThreads::GetTaskThreadInfo()._pTaskThread->GetDeque().GetSize(), First.GetGlobalQueueSize(),
+                      Second.GetGlobalQueueSize() };
+        } );
     pParent->WaitNoExecute();
-    EXPECT_EQ( OwnDequeSize, 1 );
-    EXPECT_EQ( FirstGlobalSize, 0 );
-    EXPECT_EQ( SecondGlobalSize, 1 );
+    EXPECT_EQ( Sizes, std::tuple( 1, 0, 1 ) );
     SecondGate.Open();
     WaitAndClear( pBlocker );
     WaitAndClear( pChildOnFirst );
@@ -423,29 +414,23 @@ TEST( TaskThreads, TaskThreadCountCommand )
 {
     StartTaskThreads( 4 );
     const std::string Usage = "Use Threading.TaskThreadCount [count].";
-    struct SCase
-    {
-        std::vector<const char*> Arguments;
-        bool bSuccess;
-        std::string Text;
-        uint32 CountAfter;
-    };
-    const SCase Cases[] = {
+    // The arguments; whether the command succeeds, its answer, and the count after it.
+    const std::tuple<std::vector<const char*>, bool, std::string, uint32> Cases[] = {
         { {}, true, "4", 4 },          { { "2" }, true, "2", 2 }, { { "3", "1" }, false, Usage, 2 },
         { { "abc" }, false, Usage, 2 }, { { "0" }, true, "0", 0 }, { { "3rd" }, true, "3", 3 },
         { { "" }, false, Usage, 3 },
     };
-    for ( const SCase& Case : Cases )
+    for ( const auto& [ ArgumentTexts, bSuccess, ExpectedText, CountAfter ] : Cases )
     {
         CQorArray<CString> Arguments;
-        for ( const char* pArgument : Case.Arguments )
+        for ( const char* pArgument : ArgumentTexts )
         {
             Arguments.Add( CString( pArgument ) );
         }
         CString Text;
-        EXPECT_EQ( RunTaskThreadCountCommand( Arguments, Text ), Case.bSuccess ) << Case.Text;
-        EXPECT_EQ( std::string( Text.GetString() ), Case.Text );
-        EXPECT_EQ( GetNumTaskThreads(), Case.CountAfter ) << Case.Text;
+        const bool bResult = RunTaskThreadCountCommand( Arguments, Text );
+        EXPECT_EQ( std::tuple( bResult, std::string( Text.GetString() ), GetNumTaskThreads() ),
+                   std::tuple( bSuccess, ExpectedText, CountAfter ) );
     }
     ShutdownTaskThreads();
 }

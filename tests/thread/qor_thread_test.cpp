@@ -42,15 +42,21 @@ uint32 RecordNameAndNumber( void* pArg )
 
 std::atomic<int> g_nWrappedCalls{ 0 };
 
-uint32 CountingWrapper( NThreads::FThreadFunction pFunction, void* pArg )
+struct SSelfJoin
 {
-    g_nWrappedCalls.fetch_add( 1 );
-    return pFunction( pArg );
+    std::atomic<NThreads::ThreadHandle> Handle{ nullptr };
+    std::errc eError{};
+};
+
+bool CountToFive( void* pArg )
+{
+    return static_cast<std::atomic<int>*>( pArg )->fetch_add( 1 ) + 1 < 5;
 }
 
-uint32 OtherWrapper( NThreads::FThreadFunction pFunction, void* pArg )
+bool CountForever( void* pArg )
 {
-    return pFunction( pArg );
+    static_cast<std::atomic<int>*>( pArg )->fetch_add( 1 );
+    return true;
 }
 } // namespace
 
@@ -73,7 +79,12 @@ TEST( NThreads, CreatedThreadsKeepTheirFullNameAndDistinctNumbers )
 TEST( NThreads, CallbackWrapperRunsEveryNewThreadAndComplainsWhenReplaced )
 {
     CAssertRecorder Asserts;
-    NThreads::SetThreadCallbackWrapper( &CountingWrapper );
+    NThreads::SetThreadCallbackWrapper(
+        []( NThreads::FThreadFunction pFunction, void* pArg )
+        {
+            g_nWrappedCalls.fetch_add( 1 );
+            return pFunction( pArg );
+        } );
     g_nWrappedCalls.store( 0 );
     SNamedThreadResult Result;
     NThreads::DestroyThread( NThreads::CreateThread( &RecordNameAndNumber, &Result, "Wrapped" ) );
@@ -81,7 +92,8 @@ TEST( NThreads, CallbackWrapperRunsEveryNewThreadAndComplainsWhenReplaced )
     EXPECT_EQ( Result.Name, "Wrapped" );
     EXPECT_TRUE( Asserts.Texts().empty() );
 
-    NThreads::SetThreadCallbackWrapper( &OtherWrapper );
+    NThreads::SetThreadCallbackWrapper( []( NThreads::FThreadFunction pFunction, void* pArg )
+                                        { return pFunction( pArg ); } );
     EXPECT_EQ( Asserts.Texts(),
                std::vector<std::string>{ "Installing multiple thread callback wrappers is not currently supported" } );
     NThreads::DestroyThread( NThreads::CreateThread( &RecordNameAndNumber, &Result, "Other" ) );
@@ -94,33 +106,6 @@ TEST( NThreads, CallbackWrapperRunsEveryNewThreadAndComplainsWhenReplaced )
     EXPECT_EQ( Result.Name, "Unwrapped" );
 }
 
-namespace
-{
-struct SSelfJoin
-{
-    std::atomic<NThreads::ThreadHandle> Handle{ nullptr };
-    std::errc eError{};
-};
-
-uint32 JoinSelf( void* pArg )
-{
-    SSelfJoin* pSelf = static_cast<SSelfJoin*>( pArg );
-    NThreads::ThreadHandle Handle;
-    while ( !( Handle = pSelf->Handle.load() ) )
-    {
-    }
-    try
-    {
-        NThreads::JoinThread( Handle );
-    }
-    catch ( const std::system_error& Error )
-    {
-        pSelf->eError = static_cast<std::errc>( Error.code().value() );
-    }
-    return 0;
-}
-} // namespace
-
 TEST( NThreads, JoinRefusesNullAndSelf )
 {
     CAssertRecorder Asserts;
@@ -128,25 +113,28 @@ TEST( NThreads, JoinRefusesNullAndSelf )
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "Attempting to operate on a NULL thread." } );
 
     SSelfJoin Self;
-    NThreads::ThreadHandle Handle = NThreads::CreateThread( &JoinSelf, &Self, "Self joiner" );
+    const NThreads::FThreadFunction JoinSelf = []( void* pArg ) -> uint32
+    {
+        SSelfJoin* pSelf = static_cast<SSelfJoin*>( pArg );
+        NThreads::ThreadHandle Handle;
+        while ( !( Handle = pSelf->Handle.load() ) )
+        {
+        }
+        try
+        {
+            NThreads::JoinThread( Handle );
+        }
+        catch ( const std::system_error& Error )
+        {
+            pSelf->eError = static_cast<std::errc>( Error.code().value() );
+        }
+        return 0;
+    };
+    NThreads::ThreadHandle Handle = NThreads::CreateThread( JoinSelf, &Self, "Self joiner" );
     Self.Handle.store( Handle );
     NThreads::DestroyThread( Handle );
     EXPECT_EQ( Self.eError, std::errc::resource_deadlock_would_occur );
 }
-
-namespace
-{
-bool CountToFive( void* pArg )
-{
-    return static_cast<std::atomic<int>*>( pArg )->fetch_add( 1 ) + 1 < 5;
-}
-
-bool CountForever( void* pArg )
-{
-    static_cast<std::atomic<int>*>( pArg )->fetch_add( 1 );
-    return true;
-}
-} // namespace
 
 TEST( CThreadLoop, RunsUntilItsFunctionDeclinesOrItIsStopped )
 {

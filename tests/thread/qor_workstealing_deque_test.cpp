@@ -40,22 +40,15 @@ TEST( CQorWorkStealingDeque, SingleThreadFollowsTheModel )
             Deque.Push( ItemOf( Next ) );
             Model.push_back( Next++ );
         }
-        else if ( Operation == 2 )
-        {
-            const intptr_t Expected = Model.empty() ? 0 : Model.back();
-            ASSERT_EQ( ValueOf( Deque.Pop() ), Expected ) << "seed " << Seed << ", step " << Step;
-            if ( !Model.empty() )
-            {
-                Model.pop_back();
-            }
-        }
         else
         {
-            const intptr_t Expected = Model.empty() ? 0 : Model.front();
-            ASSERT_EQ( ValueOf( Deque.Steal() ), Expected ) << "seed " << Seed << ", step " << Step;
+            // The owner pops the newest item, a thief steals the oldest.
+            const bool bPop = Operation == 2;
+            const intptr_t Expected = Model.empty() ? 0 : bPop ? Model.back() : Model.front();
+            ASSERT_EQ( ValueOf( bPop ? Deque.Pop() : Deque.Steal() ), Expected ) << "seed " << Seed << ", step " << Step;
             if ( !Model.empty() )
             {
-                Model.pop_front();
+                bPop ? Model.pop_back() : Model.pop_front();
             }
         }
         ASSERT_EQ( Deque.GetSize(), static_cast<int32>( Model.size() ) ) << "seed " << Seed << ", step " << Step;

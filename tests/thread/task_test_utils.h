@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers of the scheduler tests: a gate that holds workers inside a task until the test opens it, and the
-// thread ids that tell where a task ran.
+// Helpers of the scheduler tests: the process-wide pools for one test, a gate that holds workers inside a task
+// until the test opens it, and the thread ids that tell where a task ran.
 
 #include "qor_core/platform/qor_thread_services.h"
 #include "qor_core/thread/qor_task.h"
@@ -9,11 +9,17 @@
 #include <atomic>
 #include <thread>
 
+class CTaskPools
+{
+public:
+    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
+    ~CTaskPools() { ShutdownTaskThreads(); }
+};
+
 class CGate
 {
 public:
     void Open() { _bOpen.store( true ); }
-    bool IsOpen() const { return _bOpen.load(); }
     void WaitOpen() const
     {
         while ( !_bOpen.load() )
