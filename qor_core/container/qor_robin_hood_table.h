@@ -71,20 +71,26 @@ constexpr int32 EntryCountForLog2( int32 nLog2Buckets )
     return ( 1 << nLog2Buckets ) + nLog2Buckets + 3;
 }
 
+// A windowed lookup reads at least 4 entries from its home bucket on, and an array always holds that many from
+// any bucket on: 2^L buckets have L + 4 entries from the last one to the sentinel, both included.
+constexpr int32 nSmallWindowEntries = 4;
+
 // The shared array of every unused table of one entry type: one empty entry, then the sentinel. Never written.
+// Empty entries stand behind the sentinel only so that a windowed lookup on an unused table reads inside the
+// array, with no test for an unused table; nothing else goes past the sentinel.
 template <typename EntryT>
 EntryT* GetStaticEmptyTable()
 {
-    static EntryT s_Entries[ 2 ] = { [] {
-                                        EntryT Entry{};
-                                        Entry._nDistance = nEmptyDistance;
-                                        return Entry;
-                                    }(),
-                                     [] {
-                                         EntryT Entry{};
-                                         Entry._nDistance = nSentinelDistance;
-                                         return Entry;
-                                     }() };
+    static EntryT s_Entries[ nSmallWindowEntries ] = { [] {
+                                                          EntryT Entry{};
+                                                          Entry._nDistance = nEmptyDistance;
+                                                          return Entry;
+                                                      }(),
+                                                       [] {
+                                                           EntryT Entry{};
+                                                           Entry._nDistance = nSentinelDistance;
+                                                           return Entry;
+                                                       }() };
     return s_Entries;
 }
 
@@ -433,20 +439,20 @@ private:
         EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
         if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
         {
-            // A window of n entries lies inside the array from any home bucket on when n <= _nMaxDistance + 2.
             // Chains lengthen with the load: above 5/8 a lookup reads 8 entries, below it 4 hold nearly every
-            // hit and cost less than a second cache line. Both tests give the same answer for every lookup
-            // between two insertions, so they are always predicted.
-            if ( _nMaxDistance >= 6 && _nSize > ( _nMask >> 1 ) + ( _nMask >> 3 ) )
+            // hit and cost less than a second cache line. 8 entries lie inside the array from any home bucket
+            // on when _nMaxDistance is 6 or more (16 buckets). The test gives the same answer for every lookup
+            // between two insertions, so it is always predicted.
+            if ( _nSize > ( _nMask >> 1 ) + ( _nMask >> 3 ) && _nMaxDistance >= 6 )
             {
                 return FindInWindow<8>( pHome, Key );
             }
-            if ( _nMaxDistance >= 2 )
-            {
-                return FindInWindow<4>( pHome, Key );
-            }
+            return FindInWindow<NQorRobinHoodTable::nSmallWindowEntries>( pHome, Key );
         }
-        return FindFrom( pHome, 1, Key );
+        else
+        {
+            return FindFrom( pHome, 1, Key );
+        }
     }
 
     template <uint32 nEntriesT>
