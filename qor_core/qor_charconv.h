@@ -140,11 +140,56 @@ inline constexpr std::array<char, 200> DecimalDigitPairs = []
     }
 }
 
+// One to four digits of Value below 10^4 into [First, Last), nothing written when they don't fit. Each count is
+// its own straight path, from its test of the room to its last store: the short values are the frequent ones.
+[[gnu::always_inline]] inline std::to_chars_result WriteBelow1e4( char* First, char* Last, uint32 Value )
+{
+    if ( Value < 100 )
+    {
+        if ( Value < 10 )
+        {
+            if ( First == Last )
+            {
+                return { Last, std::errc::value_too_large };
+            }
+            *First = static_cast<char>( '0' + Value );
+            return { First + 1, std::errc {} };
+        }
+        if ( Last - First < 2 )
+        {
+            return { Last, std::errc::value_too_large };
+        }
+        WriteDigitPair( First, Value );
+        return { First + 2, std::errc {} };
+    }
+    if ( Value < 1000 )
+    {
+        if ( Last - First < 3 )
+        {
+            return { Last, std::errc::value_too_large };
+        }
+        const uint32 Head = Value / 100;
+        First[ 0 ] = static_cast<char>( '0' + Head );
+        WriteDigitPair( First + 1, Value - Head * 100 );
+        return { First + 3, std::errc {} };
+    }
+    if ( Last - First < 4 )
+    {
+        return { Last, std::errc::value_too_large };
+    }
+    WriteFourDigits( First, Value );
+    return { First + 4, std::errc {} };
+}
+
 // Base-10 digits of a 32-bit magnitude into [First, Last), nothing written when they don't fit. Every division
 // is by a constant; a value of nine or ten digits splits by 10^8 into a head of one or two digits and an
 // eight-digit tail.
 [[gnu::always_inline]] inline std::to_chars_result WriteDecimal( char* First, char* Last, uint32 Magnitude )
 {
+    if ( Magnitude < 10000 )
+    {
+        return WriteBelow1e4( First, Last, Magnitude );
+    }
     if ( Magnitude < 100000000 )
     {
         const int32 Count = CountDecimalDigitsBelow1e8( Magnitude );
