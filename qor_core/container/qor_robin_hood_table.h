@@ -71,6 +71,9 @@ constexpr int32 EntryCountForLog2( int32 nLog2Buckets )
     return ( 1 << nLog2Buckets ) + nLog2Buckets + 3;
 }
 
+// Up to this many buckets (half a MiB of compact entries) a table counts as held in a core's cache.
+constexpr int32 nCachedBuckets = 1 << 16;
+
 // A windowed lookup reads at least 4 entries from its home bucket on, and an array always holds that many from
 // any bucket on: 2^L buckets have L + 4 entries from the last one to the sentinel, both included.
 constexpr int32 nSmallWindowEntries = 4;
@@ -431,28 +434,28 @@ private:
     }
 
     // The probe walks from the home bucket while the entry stands at least as far from its own home as the key
-    // would, and stops at the first entry closer to home. Along the way only an entry at exactly the key's
-    // distance can hold the key: one further from home belongs to an earlier bucket, whose hash differs.
+    // would, and stops at the first entry closer to home.
     template <typename KeyT>
     EntryType* FindEntry( uint32 nHash, const KeyT& Key )
     {
         EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
         if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
         {
-            // Chains lengthen with the load: above 5/8 a lookup reads 8 entries, below it 4 hold nearly every
-            // hit and cost less than a second cache line. 8 entries lie inside the array from any home bucket
-            // on when _nMaxDistance is 6 or more (16 buckets). The test gives the same answer for every lookup
-            // between two insertions, so it is always predicted.
+            // Chains lengthen with the load: above 5/8 a lookup reads 8 entries (they lie inside the array from
+            // any home bucket on when _nMaxDistance is 6 or more, 16 buckets). Below it 4 hold nearly every hit,
+            // but in a table larger than a core's cache the cache lines a window crosses cost more than the
+            // walk's mispredictions, and the walk alone reads the home entry's line and rarely more. The tests
+            // give the same answers for every lookup between two insertions, so they are always predicted.
             if ( _nSize > ( _nMask >> 1 ) + ( _nMask >> 3 ) && _nMaxDistance >= 6 )
             {
                 return FindInWindow<8>( pHome, Key );
             }
-            return FindInWindow<NQorRobinHoodTable::nSmallWindowEntries>( pHome, Key );
+            if ( _nMask < NQorRobinHoodTable::nCachedBuckets )
+            {
+                return FindInWindow<NQorRobinHoodTable::nSmallWindowEntries>( pHome, Key );
+            }
         }
-        else
-        {
-            return FindFrom( pHome, 1, Key );
-        }
+        return FindFrom( pHome, 1, Key );
     }
 
     template <uint32 nEntriesT>
@@ -477,7 +480,7 @@ private:
     {
         for ( ; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
         {
-            if ( pEntry->_nDistance == nDistance && _Equals( pEntry->Value(), Key ) )
+            if ( _Equals( pEntry->Value(), Key ) )
             {
                 return pEntry;
             }
