@@ -27,6 +27,8 @@ inline bool IsExpectedReport( const char* pText )
           "transferring save games" ),
         "Expected to start at string end",
         "Failed to find start of quote!",
+        // A variable whose value is '}', met while skipping to a block's end.
+        "Recursives > 0",
         // A fixed point at its extremes needs 22 bytes of token text.
         "Result.ptr < Last",
     };

@@ -58,10 +58,12 @@ bool StartsWithAt( const CToken& Token )
     return Token.HasText() && Token.GetText().StartsWith( "@" );
 }
 
-// Hue, saturation and value to red, green and blue, the hue in turns.
+// Hue, saturation and value to red, green and blue, the hue in turns. A hue that is no number of turns (beyond
+// a float's range, or not a number) reads as 0: its fraction would pick no sector.
 void HueToRgb( const float* pHsv, float* pRgb )
 {
-    const float Hue = ( pHsv[ 0 ] - std::floor( pHsv[ 0 ] ) ) * 6.0f;
+    const float Turns = std::isfinite( pHsv[ 0 ] ) ? pHsv[ 0 ] - std::floor( pHsv[ 0 ] ) : 0.0f;
+    const float Hue = Turns * 6.0f;
     const float Saturation = pHsv[ 1 ];
     const float Value = pHsv[ 2 ];
     const int32 Sector = std::min( int32( Hue ), 5 );
@@ -456,8 +458,10 @@ void CReader::SkipToBlockEnd()
         }
         else if ( GetCurrent().Match( _closebrace_ ) )
         {
+            // At depth 0 only a variable whose value is '}' gets here: the peek saw its name. It is skipped as
+            // any other token, so the depth never goes below 0 and the block's own '}' still ends the skip.
             QOR_ASSERT( Recursives > 0 );
-            --Recursives;
+            Recursives = Recursives > 0 ? Recursives - 1 : 0;
         }
     }
 }

@@ -217,6 +217,8 @@ TEST_F( CReaderTest, ColoursAndVectors )
         { "c = { 255 0 51 }", true, { 1, 0, 0.2f, 1 } },
         { "c = rgb { 0.5 0.25 0 0.5 }", true, { 0.5f, 0.25f, 0, 0.5f } },
         { "c = hsv { 0.083333 1 1 }", true, { 1, 0.5f, 0, 1 } },
+        // A hue beyond a float's range is no number of turns: it reads as 0.
+        { "c = hsv { 1000000000000000000000000000000000000000000000000.5 1 1 }", true, { 1, 0, 0, 1 } },
         { "c = rgba { 1 2 }", false, {} },
         { "c = { a b c }", false, {} },
         { "c = { 1 1 1 1 1 }", false, {} },
@@ -439,6 +441,18 @@ TEST_F( CReaderTest, Skips )
     Reader->SkipToEndOfBlock();
     Reader->ReadStatement();
     EXPECT_EQ( TextOf( Reader->GetKey() ), "z" );
+    {
+        // A variable's '}' is reported and skipped: the skip still ends in front of the block's own '}'.
+        CAssertRecorder Asserts;
+        CReaderOver VariableReader( "@x = }\na = { b = @x c = 1 }\nz = 1", false );
+        VariableReader->ReadStatement();
+        VariableReader->SkipToBlockEnd();
+        EXPECT_EQ( Asserts.Texts(), std::vector<std::string> { "Recursives > 0" } );
+        EXPECT_TRUE( VariableReader->Peek( _closebrace_ ) );
+        VariableReader->Next();
+        VariableReader->ReadStatement();
+        EXPECT_EQ( TextOf( VariableReader->GetKey() ), "z" );
+    }
 
     // Twenty levels: the shared depth reports from the sixteenth on, and is back at 0 after.
     std::string Deep = "a = ";
