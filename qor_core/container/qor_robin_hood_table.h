@@ -435,8 +435,10 @@ private:
 
     // The probe walks from the home bucket while the entry stands at least as far from its own home as the key
     // would, and stops at the first entry closer to home.
+    // Inlined into the caller's loop, lookups stay short enough that the core keeps many of them in flight,
+    // which is what a table beyond its caches lives on.
     template <typename KeyT>
-    EntryType* FindEntry( uint32 nHash, const KeyT& Key )
+    [[gnu::always_inline]] EntryType* FindEntry( uint32 nHash, const KeyT& Key )
     {
         EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
         if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
@@ -476,7 +478,7 @@ private:
 
     // The walk from pEntry, which stands nDistance - 1 places past the key's home bucket.
     template <typename KeyT>
-    EntryType* FindFrom( EntryType* pEntry, uint32 nDistance, const KeyT& Key )
+    [[gnu::always_inline]] EntryType* FindFrom( EntryType* pEntry, uint32 nDistance, const KeyT& Key )
     {
         for ( ; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
         {
