@@ -259,30 +259,17 @@ bool CQorTweakFileHelper::ResetFromDisk()
         LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Could not find '%s'", _Path.GetData() );
         return false;
     }
-    CVFSOpenResult Opened = VFSOpen( _Path, CFile::OPEN_READ, 0 );
-    if ( Opened.IsFailure() )
+    CString Reason;
+    CMemoryFile* pFile = CLexer::ReadVFSFile( _Path, 1, Reason );
+    if ( !pFile )
     {
         LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Could not read '%s': %s", _Path.GetData(),
-                   Opened.GetError().GetData() );
+                   Reason.GetData() );
         return false;
     }
-    SVFSFile* pHandle = Opened.MoveValue();
-    const int64 Size = VFSFileSize( pHandle );
-    CQorArray<uint8> Bytes;
-    Bytes.Resize( int32( Size > 0 ? Size : 0 ) );
-    const bool bRead = Size >= 0 && VFSRead( pHandle, Bytes.GetData(), uint64( Bytes.GetSize() ) ) == uint64( Size );
-    VFSClose( pHandle );
-    if ( !bRead )
-    {
-        LogPrintf( SLogLocation( __FILE__, __LINE__, c_ErrorCategory ), "Could not read '%s': %s", _Path.GetData(),
-                   VFSGetLastErrorText().GetData() );
-        return false;
-    }
-    CMemoryFile File( Bytes.GetData(), Bytes.GetSize(), 1 );
-    File.SetFileName( _Path );
     bool bApplied = false;
     {
-        CReader Reader( new CTextLexer( &File, false ), true );
+        CReader Reader( new CTextLexer( pFile, true ), true );
         _Variables.Read( Reader );
         bApplied = Reader.IsOk();
         if ( !bApplied )
