@@ -17,11 +17,18 @@
 #include "qor_core/qor_assert.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstring>
 #include <cstdlib>
 #include <functional>
 #include <new>
 #include <type_traits>
 #include <utility>
+
+#if defined( __SSE2__ )
+#include <emmintrin.h>
+#endif
 
 namespace NQorRobinHoodTable
 {
@@ -64,22 +71,145 @@ constexpr int32 EntryCountForLog2( int32 nLog2Buckets )
     return ( 1 << nLog2Buckets ) + nLog2Buckets + 3;
 }
 
+// Up to this many buckets (half a MiB of compact entries) a table counts as held in a core's cache.
+constexpr int32 nCachedBuckets = 1 << 16;
+
+// A windowed lookup reads at least 4 entries from its home bucket on, and an array always holds that many from
+// any bucket on: 2^L buckets have L + 4 entries from the last one to the sentinel, both included.
+constexpr int32 nSmallWindowEntries = 4;
+
 // The shared array of every unused table of one entry type: one empty entry, then the sentinel. Never written.
+// Empty entries stand behind the sentinel only so that a windowed lookup on an unused table reads inside the
+// array, with no test for an unused table; nothing else goes past the sentinel.
 template <typename EntryT>
 EntryT* GetStaticEmptyTable()
 {
-    static EntryT s_Entries[ 2 ] = { [] {
-                                        EntryT Entry{};
-                                        Entry._nDistance = nEmptyDistance;
-                                        return Entry;
-                                    }(),
-                                     [] {
-                                         EntryT Entry{};
-                                         Entry._nDistance = nSentinelDistance;
-                                         return Entry;
-                                     }() };
+    static EntryT s_Entries[ nSmallWindowEntries ] = { [] {
+                                                          EntryT Entry{};
+                                                          Entry._nDistance = nEmptyDistance;
+                                                          return Entry;
+                                                      }(),
+                                                       [] {
+                                                           EntryT Entry{};
+                                                           Entry._nDistance = nSentinelDistance;
+                                                           return Entry;
+                                                       }() };
     return s_Entries;
 }
+
+namespace NDetail
+{
+// A lookup's first entries tested at once, with no exit that depends on the chain's length: the entry at
+// offset i holds the key exactly when it holds an equal value at distance i + 1, as the Robin Hood order then
+// puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
+// the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
+// Enabled for keys that compare as their bytes, in the entries of 8 and 16 bytes that 4- and 8-byte keys make.
+template <typename EntryT, typename T, typename ItemEqualsT>
+class CWindow
+{
+public:
+    static constexpr bool bBytewiseKey =
+        ( std::is_integral_v<T> || std::is_enum_v<T> || std::is_pointer_v<T> ) &&
+        ( std::is_same_v<ItemEqualsT, std::equal_to<T>> || std::is_same_v<ItemEqualsT, std::equal_to<>> );
+#if defined( __SSE2__ )
+    static constexpr bool bEnabled =
+        bBytewiseKey && ( ( sizeof( T ) == 4 && sizeof( EntryT ) == 8 && offsetof( EntryT, _Value ) == 4 &&
+                            !EntryT::bStoresHash ) ||
+                          ( sizeof( T ) == 8 && sizeof( EntryT ) == 16 && offsetof( EntryT, _nDistance ) == 4 &&
+                            offsetof( EntryT, _Value ) == 8 ) );
+#else
+    static constexpr bool bEnabled = false;
+#endif
+    // Each entry's 32-bit parts give a bit each: two for a compact entry, four for one with a hash.
+    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) / 4;
+
+#if defined( __SSE2__ )
+    // Bit i * nBitsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
+    // array's value bytes are never indeterminate (see ResetEntries); the distance test rules out those of
+    // empty and erased entries.
+    template <uint32 nEntriesT>
+    static uint32 Matches( const EntryT* pHome, const T& Key )
+    {
+        static_assert( nEntriesT == 4 || nEntriesT == 8 );
+        const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
+        const __m128i KeyParts = KeyInPlace( Key );
+        uint32 nBits = 0;
+        if constexpr ( nEntriesT * sizeof( EntryT ) == 32 )
+        {
+            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ), _mm_setzero_si128(),
+                                _mm_setzero_si128() );
+        }
+        else
+        {
+            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
+                                CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+        }
+        if constexpr ( nEntriesT * sizeof( EntryT ) == 128 )
+        {
+            nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                 CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ),
+                                 CompareLane<6>( _mm_loadu_si128( pLanes + 6 ), KeyParts ),
+                                 CompareLane<7>( _mm_loadu_si128( pLanes + 7 ), KeyParts ) )
+                     << 16;
+        }
+        if constexpr ( sizeof( EntryT ) == 8 )
+        {
+            // Distance, then key: a match has both bits.
+            return nBits & ( nBits >> 1 ) & 0x5555u;
+        }
+        else
+        {
+            // The hash's bit, always set, then distance and the key's halves: a match has all four.
+            return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
+        }
+    }
+
+private:
+    // One bit for each 32-bit part of four compared 16-byte lanes, in memory order.
+    static uint32 PackedMask( __m128i Lane0, __m128i Lane1, __m128i Lane2, __m128i Lane3 )
+    {
+        return static_cast<uint32>( _mm_movemask_epi8(
+            _mm_packs_epi16( _mm_packs_epi32( Lane0, Lane1 ), _mm_packs_epi32( Lane2, Lane3 ) ) ) );
+    }
+
+    // The key where it stands in 16 bytes of entries, zero elsewhere: two entries of a distance byte's 32-bit
+    // part and the key, or one of the stored hash, the distance byte's part and the key.
+    static __m128i KeyInPlace( const T& Key )
+    {
+        if constexpr ( sizeof( EntryT ) == 8 )
+        {
+            return _mm_and_si128( _mm_set1_epi32( std::bit_cast<int32>( Key ) ), _mm_set_epi32( -1, 0, -1, 0 ) );
+        }
+        else
+        {
+            return _mm_set_epi64x( std::bit_cast<int64>( Key ), 0 );
+        }
+    }
+
+    // Each 32-bit part of the 16 bytes from nLane * 16 on, all ones where it holds what a match would: the key,
+    // and the distance of its offset in the byte that holds one (the hash and the padding are masked off).
+    template <int32 nLane>
+    static __m128i CompareLane( __m128i Bytes, __m128i KeyParts )
+    {
+        if constexpr ( sizeof( EntryT ) == 8 )
+        {
+            const __m128i Mask = _mm_set_epi32( -1, 0xFF, -1, 0xFF );
+            const __m128i Distances = _mm_set_epi32( 0, 2 * nLane + 2, 0, 2 * nLane + 1 );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distances ) );
+        }
+        else
+        {
+            const __m128i Mask = _mm_set_epi32( -1, -1, 0xFF, 0 );
+            const __m128i Distance = _mm_set_epi32( 0, 0, nLane + 1, 0 );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distance ) );
+        }
+    }
+#endif
+};
+} // namespace NDetail
 
 // Size, bucket count and bytes used, as GetStats reports them.
 struct SStats
@@ -256,6 +386,8 @@ protected:
     void Release();
 
 private:
+    using CWindow = NQorRobinHoodTable::NDetail::CWindow<EntryType, T, ItemEqualsT>;
+
     static uint32 HashOf( const EntryType& Entry )
     {
         if constexpr ( EntryType::bStoresHash )
@@ -281,22 +413,74 @@ private:
             Target._nHash = Source._nHash;
         }
     }
-    // Marks every entry below the sentinel empty and writes the sentinel.
+    // Marks every entry below the sentinel empty and writes the sentinel. Where lookups read whole windows, the
+    // value bytes are cleared too, so that an entry that never held an item reads as a determinate value.
     void ResetEntries()
     {
         EntryType* pSentinel = EndEntry();
-        for ( EntryType* pEntry = _pEntries; pEntry != pSentinel; ++pEntry )
+        if constexpr ( CWindow::bEnabled )
         {
-            pEntry->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+            std::memset( static_cast<void*>( _pEntries ), 0,
+                         static_cast<size_t>( pSentinel - _pEntries ) * sizeof( EntryType ) );
+        }
+        else
+        {
+            for ( EntryType* pEntry = _pEntries; pEntry != pSentinel; ++pEntry )
+            {
+                pEntry->_nDistance = NQorRobinHoodTable::nEmptyDistance;
+            }
         }
         pSentinel->_nDistance = NQorRobinHoodTable::nSentinelDistance;
     }
 
+    // The probe walks from the home bucket while the entry stands at least as far from its own home as the key
+    // would, and stops at the first entry closer to home.
+    // Inlined into the caller's loop, lookups stay short enough that the core keeps many of them in flight,
+    // which is what a table beyond its caches lives on.
     template <typename KeyT>
-    EntryType* FindEntry( uint32 nHash, const KeyT& Key )
+    [[gnu::always_inline]] EntryType* FindEntry( uint32 nHash, const KeyT& Key )
     {
-        EntryType* pEntry = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
-        for ( uint32 nDistance = 1; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
+        EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
+        if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
+        {
+            // Chains lengthen with the load: above 5/8 a lookup reads 8 entries (they lie inside the array from
+            // any home bucket on when _nMaxDistance is 6 or more, 16 buckets). Below it 4 hold nearly every hit,
+            // but in a table larger than a core's cache the cache lines a window crosses cost more than the
+            // walk's mispredictions, and the walk alone reads the home entry's line and rarely more. The tests
+            // give the same answers for every lookup between two insertions, so they are always predicted.
+            if ( _nSize > ( _nMask >> 1 ) + ( _nMask >> 3 ) && _nMaxDistance >= 6 )
+            {
+                return FindInWindow<8>( pHome, Key );
+            }
+            if ( _nMask < NQorRobinHoodTable::nCachedBuckets )
+            {
+                return FindInWindow<NQorRobinHoodTable::nSmallWindowEntries>( pHome, Key );
+            }
+        }
+        return FindFrom( pHome, 1, Key );
+    }
+
+    template <uint32 nEntriesT>
+    EntryType* FindInWindow( EntryType* pHome, const T& Key )
+    {
+        const uint32 nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
+        if ( nMatches != 0 )
+        {
+            return pHome + std::countr_zero( nMatches ) / CWindow::nBitsPerEntry;
+        }
+        // The walk goes on past the window only past a last entry at least that far from home.
+        if ( pHome[ nEntriesT - 1 ]._nDistance < nEntriesT )
+        {
+            return EndEntry();
+        }
+        return FindFrom( pHome + nEntriesT, nEntriesT + 1, Key );
+    }
+
+    // The walk from pEntry, which stands nDistance - 1 places past the key's home bucket.
+    template <typename KeyT>
+    [[gnu::always_inline]] EntryType* FindFrom( EntryType* pEntry, uint32 nDistance, const KeyT& Key )
+    {
+        for ( ; nDistance <= pEntry->_nDistance; ++nDistance, ++pEntry )
         {
             if ( _Equals( pEntry->Value(), Key ) )
             {

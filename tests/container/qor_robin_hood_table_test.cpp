@@ -42,6 +42,10 @@ uint32 KeyOf( uint32 nKey )
 {
     return nKey;
 }
+uint32 KeyOf( uint64 nKey )
+{
+    return uint32( nKey >> 32 );
+}
 int KeyOf( const SBigItem& Item )
 {
     return Item.Key.Value();
@@ -247,6 +251,19 @@ TEST( CQorRobinHoodTable, AgreesWithStdUnorderedSetOnRandomOperations )
         }
         EXPECT_EQ( Allocator.LiveBlocks(), 0 );
     }
+}
+
+// 8-byte keys are looked up in windows of 8 entries with a stored hash. Their low halves repeat, and twelve
+// keys share each home bucket, so chains run past a window and a key equal in one half only must not be found.
+TEST( CQorRobinHoodTable, WideKeysAgreeWithStdUnorderedSetInLongChains )
+{
+    CAssertRecorder GrowthWarnings;
+    CQorRobinHoodTable<uint64, SIdentity> Table;
+    ExpectAgreementWithStdUnorderedSet( Table, 23, []( uint32 nDraw )
+                                        {
+                                            const uint64 nKey = ( uint64( nDraw ) << 32 ) | ( nDraw % 3 );
+                                            return std::pair{ nDraw / 12 * 16, nKey };
+                                        } );
 }
 
 TEST( CQorRobinHoodTable, ItemsWithStoredHashesLiveAndDieOnce )

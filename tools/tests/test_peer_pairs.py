@@ -21,6 +21,10 @@ class PeerPairingTest(unittest.TestCase):
     def test_names_split_into_family_form_and_types(self):
         rows = [
             ("HashSet_LookupHit_QorFastMult<uint64>", ("HashSet_LookupHit", "QorFastMult", "<uint64>")),
+            (
+                "HashSet_LookupMissShuffled_HomeEntryFastMultHasher<uint32>",
+                ("HashSet_LookupMissShuffled", "HomeEntryFastMultHasher", "<uint32>"),
+            ),
             ("Allocate_Mimalloc", ("Allocate", "Mimalloc", "")),
             ("Lexer_Text_Qor<CTextLexer, std::pair<int, int>>", ("Lexer_Text", "Qor", "<CTextLexer, std::pair<int, int>>")),
             ("NoFormHere", None),
@@ -31,6 +35,7 @@ class PeerPairingTest(unittest.TestCase):
 
     def test_library_forms_are_qor_and_its_variants_only(self):
         rows = [("Qor", True), ("QorFastMult", True), ("Qorx", False), ("Std", False), ("Abseil", False)]
+        rows += [("HomeEntryStandardHasher", False)]  # a physical reference is a counterpart
         for form, expected in rows:
             self.assertEqual(P.is_library_form(form), expected, form)
 
