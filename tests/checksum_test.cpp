@@ -5,6 +5,7 @@
 #include "qor_core/thread/qor_task.h"
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
+#include "tests/thread/task_test_utils.h"
 #include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
@@ -157,14 +158,6 @@ TEST_F( CChecksumTest, MissingFilesAndDirectoriesAreNamed )
         EXPECT_EQ( Log.GetEntries().GetSize(), *Case.pErrors == 0 ? 1 : 0 ) << Case.pErrors;
     }
 }
-
-// Starts the task pools for the scope.
-class CTaskPools
-{
-public:
-    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
-    ~CTaskPools() { ShutdownTaskThreads(); }
-};
 
 TEST_F( CChecksumTest, DigestsMatchMd5SumAndFoldInOrder )
 {

@@ -5,6 +5,7 @@
 #include "tests/assert_recorder.h"
 #include "tests/commandline_test_utils.h"
 #include "tests/log_test_utils.h"
+#include "tests/thread/task_test_utils.h"
 
 #include <gtest/gtest.h>
 
@@ -26,13 +27,6 @@ using namespace NDatabase;
 
 namespace
 {
-class CTaskPools
-{
-public:
-    explicit CTaskPools( uint32 Count ) { StartTaskThreads( Count ); }
-    ~CTaskPools() { ShutdownTaskThreads(); }
-};
-
 // Records the log for one scope, with the categories.
 class CLogCapture
 {
