@@ -1,13 +1,14 @@
-// The hash set against the ones its users would pick instead: the Robin Hood set under the library's two
-// hashes (MurmurHash3 of the key's bytes, and a multiplication by the golden ratio for integers) against
-// absl::flat_hash_set with Abseil's own hash and std::unordered_set with the standard one. Four operations, each
-// over all the keys of one pass, reported per key: insert into a fresh set, look up every key that is there,
-// look up as many keys that are not, erase every key. Keys are uint32, uint64 and strings of 9 to 11 bytes,
-// short enough to sit inside a std::string; present keys are even, absent ones odd, so a miss never hits. The
-// library's misses also report probed_per_miss, the mean number of entries a miss reads, counted outside the
-// timing: the probe stops only at an entry closer to home than the key would be. Each pass takes the keys in
-// the same order, so at 1000 keys the branch predictor learns a whole pass; the Shuffled lookups, at 1000 keys,
-// take 64 orders in turn, as lookups that don't repeat a pass would.
+// The hash set and map against the ones their users would pick instead: the Robin Hood set and map under the
+// library's two hashes (MurmurHash3 of the key's bytes, and a multiplication by the golden ratio for integers)
+// against absl::flat_hash_set and flat_hash_map with Abseil's own hash and std::unordered_set and unordered_map
+// with the standard one. Four operations, each over all the keys of one pass, reported per key: insert into a
+// fresh container, look up every key that is there, look up as many keys that are not, erase every key. Keys
+// are uint32, uint64 and strings of 9 to 11 bytes, short enough to sit inside a std::string; present keys are
+// even, absent ones odd, so a miss never hits. A map holds a uint32 beside each key, and its lookup reads it.
+// The library's set misses also report probed_per_miss, the mean number of entries a miss reads, counted
+// outside the timing: the probe stops only at an entry closer to home than the key would be. Each pass takes
+// the keys in the same order, so at 1000 keys the branch predictor learns a whole pass; the sets' Shuffled
+// lookups, at 1000 keys, take 64 orders in turn, as lookups that don't repeat a pass would.
 //
 // The lookups have a physical reference beside the library's forms, HomeEntry<Hasher>: the library's own table
 // and hash, but a lookup reads the home bucket's entry alone and compares its key once, with no probe at all. No
@@ -18,6 +19,7 @@
 #include "qor_core/container/qor_container_utils.h"
 #include "qor_core/container/qor_unordered_set.h"
 
+#include <absl/container/flat_hash_map.h>
 #include <absl/container/flat_hash_set.h>
 #include <benchmark/benchmark.h>
 
@@ -25,6 +27,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -122,6 +125,31 @@ template <typename KeyT, typename SetT> struct SPeerSet
 
 template <typename KeyT> using SAbseilSet = SPeerSet<KeyT, absl::flat_hash_set<KeyT>>;
 template <typename KeyT> using SStdSet = SPeerSet<KeyT, std::unordered_set<KeyT>>;
+
+// The maps behind the sets' interface: a lookup finds the key's value and reads it, as a user of a map would.
+template <typename KeyT, typename HasherT> struct SQorMap
+{
+    NQorUnorderedMap::CQorUnorderedMap<KeyT, uint32, HasherT> _Map;
+    void Insert( const KeyT& Key ) { _Map.Insert( Key, 1 ); }
+    bool Contains( const KeyT& Key )
+    {
+        const uint32* pValue = _Map.FindValue( Key );
+        return pValue && *pValue != 0;
+    }
+    void Erase( const KeyT& Key ) { _Map.Remove( Key ); }
+};
+
+template <typename KeyT, typename MapT> struct SPeerMap
+{
+    MapT _Map;
+    void Insert( const KeyT& Key ) { _Map.emplace( Key, 1 ); }
+    bool Contains( const KeyT& Key ) const
+    {
+        const auto It = _Map.find( Key );
+        return It != _Map.end() && It->second != 0;
+    }
+    void Erase( const KeyT& Key ) { _Map.erase( Key ); }
+};
 
 template <typename SetT, typename KeyT> void Fill( SetT& Set, const std::vector<KeyT>& Keys )
 {
@@ -254,28 +282,58 @@ template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<
     return Forms;
 }
 
-// Registered by operation, then key type, then form: HashSet_<Operation>_<Form><<Key>>/<count>.
+// A map's form: the four operations, no shuffled lookups.
+template <typename KeyT, typename MapT> SForm MakeMapForm( const char* pName )
+{
+    return { pName,
+             { RunInsert<MapT, KeyT>, RunLookup<MapT, KeyT, false>, RunLookup<MapT, KeyT, true>, RunErase<MapT, KeyT>,
+               nullptr, nullptr } };
+}
+
+template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<SForm> MapFormsOf()
+{
+    using SStandardHasher = NQorUnorderedSet::SDefaultHasher<KeyT>;
+    std::vector<SForm> Forms{ MakeMapForm<KeyT, SQorMap<KeyT, SStandardHasher>>( "QorStandardHasher" ) };
+    if constexpr ( bIntegerT )
+    {
+        Forms.push_back( MakeMapForm<KeyT, SQorMap<KeyT, SFastMultHasher>>( "QorFastMultHasher" ) );
+    }
+    Forms.push_back( MakeMapForm<KeyT, SPeerMap<KeyT, absl::flat_hash_map<KeyT, uint32>>>( "Abseil" ) );
+    Forms.push_back( MakeMapForm<KeyT, SPeerMap<KeyT, std::unordered_map<KeyT, uint32>>>( "Std" ) );
+    return Forms;
+}
+
+// Registered by container, then operation, then key type, then form: HashSet_<Operation>_<Form><<Key>>/<count>,
+// and the same for HashMap without the shuffled lookups.
 const bool s_bRegistered = []
 {
-    const std::pair<const char*, std::vector<SForm>> Types[] = {
-        { "uint32", FormsOf<uint32>() }, { "uint64", FormsOf<uint64>() }, { "string", FormsOf<std::string>() } };
-    for ( int32 nOperation = 0; nOperation < nOperations; ++nOperation )
+    const std::pair<const char*, std::vector<std::pair<const char*, std::vector<SForm>>>> Containers[] = {
+        { "HashSet_",
+          { { "uint32", FormsOf<uint32>() }, { "uint64", FormsOf<uint64>() }, { "string", FormsOf<std::string>() } } },
+        { "HashMap_",
+          { { "uint32", MapFormsOf<uint32>() },
+            { "uint64", MapFormsOf<uint64>() },
+            { "string", MapFormsOf<std::string>() } } } };
+    for ( const auto& [pPrefix, Types] : Containers )
     {
-        for ( const auto& [pType, Forms] : Types )
+        for ( int32 nOperation = 0; nOperation < nOperations; ++nOperation )
         {
-            for ( const SForm& Form : Forms )
+            for ( const auto& [pType, Forms] : Types )
             {
-                if ( !Form.Bodies[nOperation] )
+                for ( const SForm& Form : Forms )
                 {
-                    continue;
-                }
-                const std::string Name =
-                    std::string( "HashSet_" ) + Operations[nOperation] + "_" + Form.pName + "<" + pType + ">";
-                benchmark::internal::Benchmark* pBenchmark =
-                    benchmark::RegisterBenchmark( Name.c_str(), Form.Bodies[nOperation] )->Arg( 1000 );
-                if ( nOperation < 4 )
-                {
-                    pBenchmark->Arg( 100000 )->Arg( 1000000 );
+                    if ( !Form.Bodies[nOperation] )
+                    {
+                        continue;
+                    }
+                    const std::string Name =
+                        pPrefix + std::string( Operations[nOperation] ) + "_" + Form.pName + "<" + pType + ">";
+                    benchmark::internal::Benchmark* pBenchmark =
+                        benchmark::RegisterBenchmark( Name.c_str(), Form.Bodies[nOperation] )->Arg( 1000 );
+                    if ( nOperation < 4 )
+                    {
+                        pBenchmark->Arg( 100000 )->Arg( 1000000 );
+                    }
                 }
             }
         }
