@@ -99,113 +99,157 @@ EntryT* GetStaticEmptyTable()
 
 namespace NDetail
 {
+// Keys that are equal exactly when their bytes are: no padding, one representation per value.
+template <typename KeyT, typename KeyEqualsT>
+constexpr bool bIsBytewiseKey =
+    ( std::is_integral_v<KeyT> || std::is_enum_v<KeyT> || std::is_pointer_v<KeyT> ) &&
+    ( std::is_same_v<KeyEqualsT, std::equal_to<KeyT>> || std::is_same_v<KeyEqualsT, std::equal_to<>> );
+
+// The key that lookups in a table of items T compare, and its byte offset in an item: a set's item is its own
+// key. The map layer describes its entries' key; a lookup by any other type takes the walk.
+template <typename T, typename ItemEqualsT>
+struct SItemKey
+{
+    using KeyType = T;
+    static constexpr bool bBytewise = bIsBytewiseKey<T, ItemEqualsT>;
+    static constexpr size_t nOffset = 0;
+};
+
 // A lookup's first entries tested at once, with no exit that depends on the chain's length: the entry at
-// offset i holds the key exactly when it holds an equal value at distance i + 1, as the Robin Hood order then
+// offset i holds the key exactly when it holds an equal key at distance i + 1, as the Robin Hood order then
 // puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
 // the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
-// Enabled for keys that compare as their bytes, in the entries of 8 and 16 bytes that 4- and 8-byte keys make.
+// Enabled for keys of 4 and 8 bytes that compare as their bytes, in entries of up to 24 bytes whose distance
+// byte and key start on a 4-byte boundary: the window reads the entries as 32-bit words, compares the key's
+// words and the distance byte's word (its padding masked off), and masks every other word (hash, mapped
+// value, padding) to zero on both sides.
 template <typename EntryT, typename T, typename ItemEqualsT>
 class CWindow
 {
+    using SKey = SItemKey<T, ItemEqualsT>;
+
 public:
-    static constexpr bool bBytewiseKey =
-        ( std::is_integral_v<T> || std::is_enum_v<T> || std::is_pointer_v<T> ) &&
-        ( std::is_same_v<ItemEqualsT, std::equal_to<T>> || std::is_same_v<ItemEqualsT, std::equal_to<>> );
+    using KeyType = typename SKey::KeyType;
+
+private:
+    static constexpr size_t nDistanceOffset = offsetof( EntryT, _nDistance );
+    static constexpr size_t nKeyOffset = offsetof( EntryT, _Value ) + SKey::nOffset;
+
+public:
 #if defined( __SSE2__ )
-    static constexpr bool bEnabled =
-        bBytewiseKey && ( ( sizeof( T ) == 4 && sizeof( EntryT ) == 8 && offsetof( EntryT, _Value ) == 4 &&
-                            !EntryT::bStoresHash ) ||
-                          ( sizeof( T ) == 8 && sizeof( EntryT ) == 16 && offsetof( EntryT, _nDistance ) == 4 &&
-                            offsetof( EntryT, _Value ) == 8 ) );
+    static constexpr bool bEnabled = SKey::bBytewise && ( sizeof( KeyType ) == 4 || sizeof( KeyType ) == 8 ) &&
+                                     sizeof( EntryT ) % 4 == 0 && sizeof( EntryT ) <= 24 && nDistanceOffset % 4 == 0 &&
+                                     nKeyOffset % 4 == 0 && nKeyOffset >= nDistanceOffset + 4;
 #else
     static constexpr bool bEnabled = false;
 #endif
-    // Each entry's 32-bit parts give a bit each: two for a compact entry, four for one with a hash.
-    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) / 4;
+    // An entry's 32-bit words each give a bit of the match mask.
+    static constexpr uint32 nWordsPerEntry = sizeof( EntryT ) / 4;
 
 #if defined( __SSE2__ )
-    // Bit i * nBitsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
-    // array's value bytes are never indeterminate (see ResetEntries); the distance test rules out those of
-    // empty and erased entries.
+    // Bit i * nWordsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
+    // array's key bytes are never indeterminate (see ResetEntries); the distance test rules out those of empty
+    // and erased entries. The window's bytes are whole 16-byte lanes, so it reads nothing past its last entry.
     template <uint32 nEntriesT>
-    static uint32 Matches( const EntryT* pHome, const T& Key )
+    static auto Matches( const EntryT* pHome, const KeyType& Key )
     {
         static_assert( nEntriesT == 4 || nEntriesT == 8 );
+        constexpr uint32 nLanes = nEntriesT * sizeof( EntryT ) / 16;
+        static_assert( nLanes * 16 == nEntriesT * sizeof( EntryT ) );
+        using MaskType = std::conditional_t<( nLanes <= 8 ), uint32, uint64>;
         const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
-        const __m128i KeyParts = KeyInPlace( Key );
-        uint32 nBits = 0;
-        if constexpr ( nEntriesT * sizeof( EntryT ) == 32 )
+        const __m128i KeyParts = KeyWords( Key );
+        MaskType nBits = 0;
+        [ & ]<uint32... nGroups>( std::integer_sequence<uint32, nGroups...> )
         {
-            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ), _mm_setzero_si128(),
-                                _mm_setzero_si128() );
-        }
-        else
+            ( ( nBits |= MaskType( PackedMask<4 * nGroups, nLanes>( pLanes, KeyParts ) ) << ( 16 * nGroups ) ), ... );
+        }( std::make_integer_sequence<uint32, ( nLanes + 3 ) / 4>() );
+        // An entry matches when all its words do.
+        MaskType nMatches = nBits;
+        for ( uint32 nWord = 1; nWord < nWordsPerEntry; ++nWord )
         {
-            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
-                                CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
-                                CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+            nMatches &= nBits >> nWord;
         }
-        if constexpr ( nEntriesT * sizeof( EntryT ) == 128 )
-        {
-            nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
-                                 CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ),
-                                 CompareLane<6>( _mm_loadu_si128( pLanes + 6 ), KeyParts ),
-                                 CompareLane<7>( _mm_loadu_si128( pLanes + 7 ), KeyParts ) )
-                     << 16;
-        }
-        if constexpr ( sizeof( EntryT ) == 8 )
-        {
-            // Distance, then key: a match has both bits.
-            return nBits & ( nBits >> 1 ) & 0x5555u;
-        }
-        else
-        {
-            // The hash's bit, always set, then distance and the key's halves: a match has all four.
-            return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
-        }
+        return nMatches & EntryStarts<MaskType, nEntriesT>();
     }
 
 private:
-    // One bit for each 32-bit part of four compared 16-byte lanes, in memory order.
-    static uint32 PackedMask( __m128i Lane0, __m128i Lane1, __m128i Lane2, __m128i Lane3 )
+    template <typename MaskType, uint32 nEntriesT>
+    static constexpr MaskType EntryStarts()
     {
-        return static_cast<uint32>( _mm_movemask_epi8(
-            _mm_packs_epi16( _mm_packs_epi32( Lane0, Lane1 ), _mm_packs_epi32( Lane2, Lane3 ) ) ) );
+        MaskType nStarts = 0;
+        for ( uint32 nEntry = 0; nEntry < nEntriesT; ++nEntry )
+        {
+            nStarts |= MaskType( 1 ) << ( nEntry * nWordsPerEntry );
+        }
+        return nStarts;
     }
 
-    // The key where it stands in 16 bytes of entries, zero elsewhere: two entries of a distance byte's 32-bit
-    // part and the key, or one of the stored hash, the distance byte's part and the key.
-    static __m128i KeyInPlace( const T& Key )
+    // What word nWord of a window must hold in a match: the distance of its entry in the distance byte (the
+    // byte's 3 padding bytes masked off), or one of the key's words; nothing elsewhere.
+    struct SWordRule
     {
-        if constexpr ( sizeof( EntryT ) == 8 )
+        int32 nMask = 0;
+        int32 nDistance = 0;
+        int32 nKeyWord = 2; // a word of KeyWords: 0 and 1 the key's, 2 zero
+    };
+    static constexpr SWordRule WordRule( uint32 nWord )
+    {
+        const size_t nByte = nWord % nWordsPerEntry * 4;
+        if ( nByte == nDistanceOffset )
         {
-            return _mm_and_si128( _mm_set1_epi32( std::bit_cast<int32>( Key ) ), _mm_set_epi32( -1, 0, -1, 0 ) );
+            return { 0xFF, static_cast<int32>( nWord / nWordsPerEntry + 1 ), 2 };
+        }
+        if ( nByte >= nKeyOffset && nByte < nKeyOffset + sizeof( KeyType ) )
+        {
+            return { -1, 0, static_cast<int32>( ( nByte - nKeyOffset ) / 4 ) };
+        }
+        return {};
+    }
+
+    // The key's words in the two low words, zero above.
+    static __m128i KeyWords( const KeyType& Key )
+    {
+        if constexpr ( sizeof( KeyType ) == 4 )
+        {
+            return _mm_cvtsi32_si128( std::bit_cast<int32>( Key ) );
         }
         else
         {
-            return _mm_set_epi64x( std::bit_cast<int64>( Key ), 0 );
+            return _mm_cvtsi64_si128( std::bit_cast<int64>( Key ) );
         }
     }
 
-    // Each 32-bit part of the 16 bytes from nLane * 16 on, all ones where it holds what a match would: the key,
-    // and the distance of its offset in the byte that holds one (the hash and the padding are masked off).
-    template <int32 nLane>
-    static __m128i CompareLane( __m128i Bytes, __m128i KeyParts )
+    // Each word of lane nLane, all ones where it holds what a match would. Lanes past the window compare
+    // nothing and give no bits.
+    template <uint32 nLane, uint32 nLanes>
+    static __m128i CompareLane( const __m128i* pLanes, __m128i KeyParts )
     {
-        if constexpr ( sizeof( EntryT ) == 8 )
+        if constexpr ( nLane >= nLanes )
         {
-            const __m128i Mask = _mm_set_epi32( -1, 0xFF, -1, 0xFF );
-            const __m128i Distances = _mm_set_epi32( 0, 2 * nLane + 2, 0, 2 * nLane + 1 );
-            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distances ) );
+            return _mm_setzero_si128();
         }
         else
         {
-            const __m128i Mask = _mm_set_epi32( -1, -1, 0xFF, 0 );
-            const __m128i Distance = _mm_set_epi32( 0, 0, nLane + 1, 0 );
-            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distance ) );
+            constexpr SWordRule W0 = WordRule( 4 * nLane ), W1 = WordRule( 4 * nLane + 1 ),
+                                W2 = WordRule( 4 * nLane + 2 ), W3 = WordRule( 4 * nLane + 3 );
+            constexpr int nShuffle = W0.nKeyWord | W1.nKeyWord << 2 | W2.nKeyWord << 4 | W3.nKeyWord << 6;
+            const __m128i Mask = _mm_set_epi32( W3.nMask, W2.nMask, W1.nMask, W0.nMask );
+            const __m128i Distances = _mm_set_epi32( W3.nDistance, W2.nDistance, W1.nDistance, W0.nDistance );
+            const __m128i Expected = _mm_or_si128( _mm_shuffle_epi32( KeyParts, nShuffle ), Distances );
+            return _mm_cmpeq_epi32( _mm_and_si128( _mm_loadu_si128( pLanes + nLane ), Mask ), Expected );
         }
+    }
+
+    // One bit for each word of lanes nFirstLane to nFirstLane + 3, in memory order.
+    template <uint32 nFirstLane, uint32 nLanes>
+    static uint32 PackedMask( const __m128i* pLanes, __m128i KeyParts )
+    {
+        const __m128i Low = _mm_packs_epi32( CompareLane<nFirstLane, nLanes>( pLanes, KeyParts ),
+                                             CompareLane<nFirstLane + 1, nLanes>( pLanes, KeyParts ) );
+        const __m128i High = _mm_packs_epi32( CompareLane<nFirstLane + 2, nLanes>( pLanes, KeyParts ),
+                                              CompareLane<nFirstLane + 3, nLanes>( pLanes, KeyParts ) );
+        return static_cast<uint32>( _mm_movemask_epi8( _mm_packs_epi16( Low, High ) ) );
     }
 #endif
 };
@@ -441,7 +485,7 @@ private:
     [[gnu::always_inline]] EntryType* FindEntry( uint32 nHash, const KeyT& Key )
     {
         EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
-        if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
+        if constexpr ( std::is_same_v<KeyT, typename CWindow::KeyType> && CWindow::bEnabled )
         {
             // Chains lengthen with the load: above 5/8 a lookup reads 8 entries (they lie inside the array from
             // any home bucket on when _nMaxDistance is 6 or more, 16 buckets). Below it 4 hold nearly every hit,
@@ -461,12 +505,12 @@ private:
     }
 
     template <uint32 nEntriesT>
-    EntryType* FindInWindow( EntryType* pHome, const T& Key )
+    EntryType* FindInWindow( EntryType* pHome, const typename CWindow::KeyType& Key )
     {
-        const uint32 nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
+        const auto nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
         if ( nMatches != 0 )
         {
-            return pHome + std::countr_zero( nMatches ) / CWindow::nBitsPerEntry;
+            return pHome + std::countr_zero( nMatches ) / CWindow::nWordsPerEntry;
         }
         // The walk goes on past the window only past a last entry at least that far from home.
         if ( pHome[ nEntriesT - 1 ]._nDistance < nEntriesT )
