@@ -119,10 +119,11 @@ struct SItemKey
 // offset i holds the key exactly when it holds an equal key at distance i + 1, as the Robin Hood order then
 // puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
 // the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
-// Enabled for keys of 4 and 8 bytes that compare as their bytes, in entries of up to 24 bytes whose distance
+// Enabled for keys of 4 and 8 bytes that compare as their bytes, in entries of up to 16 bytes whose distance
 // byte and key start on a 4-byte boundary: the window reads the entries as 32-bit words, compares the key's
 // words and the distance byte's word (its padding masked off), and masks every other word (hash, mapped
-// value, padding) to zero on both sides.
+// value, padding) to zero on both sides. Entries of 24 bytes (maps of 8-byte keys) walk: their windows span
+// three or four cache lines, and in a table beyond the caches that cost as much as the walk's mispredictions.
 template <typename EntryT, typename T, typename ItemEqualsT>
 class CWindow
 {
@@ -138,7 +139,7 @@ private:
 public:
 #if defined( __SSE2__ )
     static constexpr bool bEnabled = SKey::bBytewise && ( sizeof( KeyType ) == 4 || sizeof( KeyType ) == 8 ) &&
-                                     sizeof( EntryT ) % 4 == 0 && sizeof( EntryT ) <= 24 && nDistanceOffset % 4 == 0 &&
+                                     sizeof( EntryT ) % 4 == 0 && sizeof( EntryT ) <= 16 && nDistanceOffset % 4 == 0 &&
                                      nKeyOffset % 4 == 0 && nKeyOffset >= nDistanceOffset + 4;
 #else
     static constexpr bool bEnabled = false;
@@ -151,36 +152,38 @@ public:
     // array's key bytes are never indeterminate (see ResetEntries); the distance test rules out those of empty
     // and erased entries. The window's bytes are whole 16-byte lanes, so it reads nothing past its last entry.
     template <uint32 nEntriesT>
-    static auto Matches( const EntryT* pHome, const KeyType& Key )
+    static uint32 Matches( const EntryT* pHome, const KeyType& Key )
     {
         static_assert( nEntriesT == 4 || nEntriesT == 8 );
         constexpr uint32 nLanes = nEntriesT * sizeof( EntryT ) / 16;
-        static_assert( nLanes * 16 == nEntriesT * sizeof( EntryT ) );
-        using MaskType = std::conditional_t<( nLanes <= 8 ), uint32, uint64>;
+        static_assert( nLanes * 16 == nEntriesT * sizeof( EntryT ) && nLanes <= 8 );
         const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
         const __m128i KeyParts = KeyWords( Key );
-        MaskType nBits = 0;
-        [ & ]<uint32... nGroups>( std::integer_sequence<uint32, nGroups...> )
+        uint32 nBits = PackedMask<0, nLanes>( pLanes, KeyParts );
+        if constexpr ( nLanes > 4 )
         {
-            ( ( nBits |= MaskType( PackedMask<4 * nGroups, nLanes>( pLanes, KeyParts ) ) << ( 16 * nGroups ) ), ... );
-        }( std::make_integer_sequence<uint32, ( nLanes + 3 ) / 4>() );
-        // An entry matches when all its words do.
-        MaskType nMatches = nBits;
-        for ( uint32 nWord = 1; nWord < nWordsPerEntry; ++nWord )
-        {
-            nMatches &= nBits >> nWord;
+            nBits |= PackedMask<4, nLanes>( pLanes, KeyParts ) << 16;
         }
-        return nMatches & EntryStarts<MaskType, nEntriesT>();
+        // An entry matches when all its compared words do; the others always compare equal.
+        uint32 nMatches = EntryStarts<nEntriesT>();
+        for ( uint32 nWord = 0; nWord < nWordsPerEntry; ++nWord )
+        {
+            if ( WordRule( nWord ).nMask != 0 )
+            {
+                nMatches &= nBits >> nWord;
+            }
+        }
+        return nMatches;
     }
 
 private:
-    template <typename MaskType, uint32 nEntriesT>
-    static constexpr MaskType EntryStarts()
+    template <uint32 nEntriesT>
+    static constexpr uint32 EntryStarts()
     {
-        MaskType nStarts = 0;
+        uint32 nStarts = 0;
         for ( uint32 nEntry = 0; nEntry < nEntriesT; ++nEntry )
         {
-            nStarts |= MaskType( 1 ) << ( nEntry * nWordsPerEntry );
+            nStarts |= 1u << ( nEntry * nWordsPerEntry );
         }
         return nStarts;
     }
@@ -507,7 +510,7 @@ private:
     template <uint32 nEntriesT>
     EntryType* FindInWindow( EntryType* pHome, const typename CWindow::KeyType& Key )
     {
-        const auto nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
+        const uint32 nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
         if ( nMatches != 0 )
         {
             return pHome + std::countr_zero( nMatches ) / CWindow::nWordsPerEntry;
