@@ -6,6 +6,7 @@
 #include "tests/commandline_test_utils.h"
 #include "tests/log_test_utils.h"
 #include "tests/thread/task_test_utils.h"
+#include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
 
@@ -530,9 +531,9 @@ TEST( NDatabase, WriteGraphWritesTheDotTextThatDotRenders )
     const std::string GraphPath = Base.Path() + ".gv";
     const std::string ImagePath = Base.Path() + ".png";
     ASSERT_TRUE( WriteGraph( Graph, Base.c_str(), false ) );
-    EXPECT_EQ( ReadWholeFile( GraphPath ), Connected + "}" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( GraphPath ), Connected + "}" );
     ASSERT_TRUE( WriteGraph( Graph, Base.c_str() ) );
-    EXPECT_EQ( ReadWholeFile( GraphPath ), Connected + "\t\"Lone\"\n}" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( GraphPath ), Connected + "\t\"Lone\"\n}" );
 
     const std::string Command = "dot -Tpng -o '" + ImagePath + "' '" + GraphPath + "'";
     EXPECT_EQ( std::system( Command.c_str() ), 0 ) << Command;

@@ -31,7 +31,7 @@ std::string LineOf( uint32 Flags, const char* pFile, uint32 Line, const std::str
         CFileLogger Logger( Path.c_str(), Flags );
         Logger.Log( 1, pFile, Line, CString( Message ) );
     }
-    return ReadWholeFile( Path.Path() );
+    return NVFSTest::ReadRealFile( Path.Path() );
 }
 
 // The text with every digit as '9', so that times and line numbers compare by their shape.
@@ -90,7 +90,8 @@ TEST( CFileLogger, CountsEveryNewlineAndWritesEachAsCarriageReturnLineFeed )
         EXPECT_EQ( Logger.GetLineCounter(), 3u );
         EXPECT_EQ( Logger.GetMessageCounter(), 0u ) << "the caller's path counts messages";
     }
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "[a.cpp:1]: one\r\ntwo\r\n[a.cpp:2]: no end [a.cpp:3]: three\r\n" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ),
+               "[a.cpp:1]: one\r\ntwo\r\n[a.cpp:2]: no end [a.cpp:3]: three\r\n" );
 }
 
 TEST( CFileLogger, ClearTruncatesTheFileAndKeepsLogging )
@@ -100,9 +101,9 @@ TEST( CFileLogger, ClearTruncatesTheFileAndKeepsLogging )
     EXPECT_EQ( Logger.GetLogFileName().GetStdString(), Path.Path() );
     Logger.Log( 1, "", 1, "before\n" );
     Logger.Clear();
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "" );
     Logger.Log( 1, "", 1, "after\n" );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "after\r\n" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "after\r\n" );
     EXPECT_EQ( Logger.GetLogFileName().GetStdString(), Path.Path() );
 }
 
@@ -152,7 +153,7 @@ TEST( CFileLogger, ThreadsLoseAndInterleaveNoLine )
         FileLogger.Flush();
 
         std::vector<std::vector<int>> Seen( nThreads, std::vector<int>( nMessages, 0 ) );
-        const std::string Text = ReadWholeFile( Path.Path() );
+        const std::string Text = NVFSTest::ReadRealFile( Path.Path() );
         int nLines = 0;
         for ( size_t Start = 0; Start < Text.size(); ++nLines )
         {

@@ -9,11 +9,9 @@
 
 #include <atomic>
 #include <cstdio>
-#include <fstream>
 #include <initializer_list>
 #include <mutex>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -125,11 +123,3 @@ private:
     static inline std::atomic<int> s_nNext{ 0 };
     std::string _Path;
 };
-
-inline std::string ReadWholeFile( const std::string& Path )
-{
-    std::ifstream File( Path, std::ios::binary );
-    std::ostringstream Text;
-    Text << File.rdbuf();
-    return Text.str();
-}

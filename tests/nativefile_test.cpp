@@ -3,6 +3,7 @@
 #include "qor_core/blob.h"
 #include "tests/assert_recorder.h"
 #include "tests/log_test_utils.h"
+#include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
 
@@ -44,7 +45,7 @@ TEST( CNativeFile, WritesAndReadsBackAcrossTheBuffer )
         }
         EXPECT_TRUE( File.IsGood() );
     }
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), Bytes ) << "seed " << nSeed;
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), Bytes ) << "seed " << nSeed;
 
     CNativeFile File( Path.c_str(), c_Binary, CFile::OPEN_READ );
     ASSERT_EQ( File.GetSize(), int64( Bytes.size() ) );
@@ -91,18 +92,18 @@ TEST( CNativeFile, ModesTruncateAppendAndReopen )
         EXPECT_EQ( File.GetPosition(), 5 );
         File.Write( "+more", 5 );
     }
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "first+more" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "first+more" );
 
     CNativeFile File( Path.c_str(), c_Binary, CFile::OPEN_READ );
     CBlob Blob;
     EXPECT_TRUE( File.ReadBlob( Blob ) );
     EXPECT_EQ( std::string( reinterpret_cast<const char*>( Blob.GetData() ), size_t( Blob.GetSize() ) ), "first+more" );
     EXPECT_TRUE( File.Reopen( c_Binary, CFile::OPEN_WRITE ) );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "" );
     File.WriteInt32( 0x64636261 );
     File.WriteUInt8( 'e' );
     EXPECT_TRUE( File.Flush() );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "abcde" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "abcde" );
     EXPECT_EQ( std::string( File.GetFileName().GetData() ), Path.Path() );
     EXPECT_TRUE( File.Exists() );
 }

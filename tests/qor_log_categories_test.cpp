@@ -4,6 +4,7 @@
 #include "qor_core/thread/qor_thread.h"
 #include "tests/assert_recorder.h"
 #include "tests/commandline_test_utils.h"
+#include "tests/vfs_test_utils.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +79,7 @@ TEST( MakeLogFileName, JoinsFolderPrefixNamePostfixAndExtensionAndMakesTheFolder
         CFileLogger Logger( "logs/a/b/p_error_q.txt", CFileLogger::LOG_FLAG_LOCATION );
         Logger.Log( LOG_CATEGORY_HALVORSUND_DEBUG, "src/app.cpp", 12, "started\n" );
     }
-    EXPECT_EQ( ReadWholeFile( ( Directory.Path() / "logs/a/b/p_error_q.txt" ).string() ), "[app.cpp:12]: started\r\n" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Directory.Path() / "logs/a/b/p_error_q.txt" ), "[app.cpp:12]: started\r\n" );
 }
 
 TEST( CFileLogger, AnUnregisteredCategoryIsReportedAndStillWritten )
@@ -91,7 +92,7 @@ TEST( CFileLogger, AnUnregisteredCategoryIsReportedAndStillWritten )
         Logger.Log( 4242, "a.cpp", 2, "unknown\n" );
     }
     EXPECT_EQ( Asserts.Texts(), std::vector<std::string>{ "missing log category 4242" } );
-    EXPECT_EQ( ReadWholeFile( Path.Path() ), "known\r\nunknown\r\n" );
+    EXPECT_EQ( NVFSTest::ReadRealFile( Path.Path() ), "known\r\nunknown\r\n" );
 }
 
 // The debugger channel shows the category's name between the location and the thread's name, when it has one.
