@@ -282,29 +282,21 @@ template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<
     return Forms;
 }
 
-// A map's form: the four operations, no shuffled lookups.
-template <typename KeyT, typename MapT> SForm MakeMapForm( const char* pName )
-{
-    return { pName,
-             { RunInsert<MapT, KeyT>, RunLookup<MapT, KeyT, false>, RunLookup<MapT, KeyT, true>, RunErase<MapT, KeyT>,
-               nullptr, nullptr } };
-}
-
 template <typename KeyT, bool bIntegerT = std::is_integral_v<KeyT>> std::vector<SForm> MapFormsOf()
 {
     using SStandardHasher = NQorUnorderedSet::SDefaultHasher<KeyT>;
-    std::vector<SForm> Forms{ MakeMapForm<KeyT, SQorMap<KeyT, SStandardHasher>>( "QorStandardHasher" ) };
+    std::vector<SForm> Forms{ MakeForm<KeyT, SQorMap<KeyT, SStandardHasher>>( "QorStandardHasher" ) };
     if constexpr ( bIntegerT )
     {
-        Forms.push_back( MakeMapForm<KeyT, SQorMap<KeyT, SFastMultHasher>>( "QorFastMultHasher" ) );
+        Forms.push_back( MakeForm<KeyT, SQorMap<KeyT, SFastMultHasher>>( "QorFastMultHasher" ) );
     }
-    Forms.push_back( MakeMapForm<KeyT, SPeerMap<KeyT, absl::flat_hash_map<KeyT, uint32>>>( "Abseil" ) );
-    Forms.push_back( MakeMapForm<KeyT, SPeerMap<KeyT, std::unordered_map<KeyT, uint32>>>( "Std" ) );
+    Forms.push_back( MakeForm<KeyT, SPeerMap<KeyT, absl::flat_hash_map<KeyT, uint32>>>( "Abseil" ) );
+    Forms.push_back( MakeForm<KeyT, SPeerMap<KeyT, std::unordered_map<KeyT, uint32>>>( "Std" ) );
     return Forms;
 }
 
 // Registered by container, then operation, then key type, then form: HashSet_<Operation>_<Form><<Key>>/<count>,
-// and the same for HashMap without the shuffled lookups.
+// and the same for HashMap.
 const bool s_bRegistered = []
 {
     const std::pair<const char*, std::vector<std::pair<const char*, std::vector<SForm>>>> Containers[] = {
