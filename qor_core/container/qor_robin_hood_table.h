@@ -119,11 +119,11 @@ struct SItemKey
 // offset i holds the key exactly when it holds an equal key at distance i + 1, as the Robin Hood order then
 // puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
 // the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
-// Enabled for keys of 4 and 8 bytes that compare as their bytes, in entries of up to 16 bytes whose distance
-// byte and key start on a 4-byte boundary: the window reads the entries as 32-bit words, compares the key's
-// words and the distance byte's word (its padding masked off), and masks every other word (hash, mapped
-// value, padding) to zero on both sides. Entries of 24 bytes (maps of 8-byte keys) walk: their windows span
-// three or four cache lines, and in a table beyond the caches that cost as much as the walk's mispredictions.
+// Enabled for keys that compare as their bytes, in the entries that 4- and 8-byte keys make: 8 and 16 bytes in
+// sets, 12 bytes in maps of 4-byte keys and values. Maps of 8-byte keys (24-byte entries) walk: their windows
+// span three or four cache lines, and in a table beyond the caches that costs as much as the walk's
+// mispredictions. Each layout has its own code: how far GCC inlines a lookup into its caller depends on the
+// size of the code it sees before folding, and the set lookups lose their inlining to a generic form.
 template <typename EntryT, typename T, typename ItemEqualsT>
 class CWindow
 {
@@ -133,126 +133,155 @@ public:
     using KeyType = typename SKey::KeyType;
 
 private:
-    static constexpr size_t nDistanceOffset = offsetof( EntryT, _nDistance );
     static constexpr size_t nKeyOffset = offsetof( EntryT, _Value ) + SKey::nOffset;
 
 public:
 #if defined( __SSE2__ )
-    static constexpr bool bEnabled = SKey::bBytewise && ( sizeof( KeyType ) == 4 || sizeof( KeyType ) == 8 ) &&
-                                     sizeof( EntryT ) % 4 == 0 && sizeof( EntryT ) <= 16 && nDistanceOffset % 4 == 0 &&
-                                     nKeyOffset % 4 == 0 && nKeyOffset >= nDistanceOffset + 4;
+    static constexpr bool bEnabled =
+        SKey::bBytewise &&
+        ( ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 8 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
+          ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 12 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
+          ( sizeof( KeyType ) == 8 && sizeof( EntryT ) == 16 && offsetof( EntryT, _nDistance ) == 4 &&
+            nKeyOffset == 8 ) );
 #else
     static constexpr bool bEnabled = false;
 #endif
-    // An entry's 32-bit words each give a bit of the match mask.
-    static constexpr uint32 nWordsPerEntry = sizeof( EntryT ) / 4;
+    // Each entry's 32-bit parts give a bit each: two for a set's compact entry, three for a map's, four for an
+    // entry with a hash.
+    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) / 4;
 
 #if defined( __SSE2__ )
-    // Bit i * nWordsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
-    // array's key bytes are never indeterminate (see ResetEntries); the distance test rules out those of empty
-    // and erased entries. The window's bytes are whole 16-byte lanes, so it reads nothing past its last entry.
+    // Bit i * nBitsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
+    // array's key bytes are never indeterminate (see ResetEntries); the distance test rules out those of
+    // empty and erased entries.
     template <uint32 nEntriesT>
     static uint32 Matches( const EntryT* pHome, const KeyType& Key )
     {
         static_assert( nEntriesT == 4 || nEntriesT == 8 );
-        constexpr uint32 nLanes = nEntriesT * sizeof( EntryT ) / 16;
-        static_assert( nLanes * 16 == nEntriesT * sizeof( EntryT ) && nLanes <= 8 );
         const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
-        const __m128i KeyParts = KeyWords( Key );
-        uint32 nBits = PackedMask<0, nLanes>( pLanes, KeyParts );
-        if constexpr ( nLanes > 4 )
+        const __m128i KeyParts = KeyInPlace( Key );
+        if constexpr ( sizeof( EntryT ) == 12 )
         {
-            nBits |= PackedMask<4, nLanes>( pLanes, KeyParts ) << 16;
-        }
-        // An entry matches when all its compared words do; the others always compare equal.
-        uint32 nMatches = EntryStarts<nEntriesT>();
-        for ( uint32 nWord = 0; nWord < nWordsPerEntry; ++nWord )
-        {
-            if ( WordRule( nWord ).nMask != 0 )
+            // 4 entries fill 3 lanes, 8 fill 6; the lanes past them compare as zero bits.
+            uint32 nBits = 0;
+            if constexpr ( nEntriesT == 4 )
             {
-                nMatches &= nBits >> nWord;
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ), _mm_setzero_si128() );
+            }
+            else
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
+                                    CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+                nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                     CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ), _mm_setzero_si128(),
+                                     _mm_setzero_si128() )
+                         << 16;
+            }
+            // Distance, key, then the mapped value (masked, always equal): a match has the first two.
+            return nBits & ( nBits >> 1 ) & 0x249249u;
+        }
+        else
+        {
+            uint32 nBits = 0;
+            if constexpr ( nEntriesT * sizeof( EntryT ) == 32 )
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ), _mm_setzero_si128(),
+                                    _mm_setzero_si128() );
+            }
+            else
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
+                                    CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+            }
+            if constexpr ( nEntriesT * sizeof( EntryT ) == 128 )
+            {
+                nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                     CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ),
+                                     CompareLane<6>( _mm_loadu_si128( pLanes + 6 ), KeyParts ),
+                                     CompareLane<7>( _mm_loadu_si128( pLanes + 7 ), KeyParts ) )
+                         << 16;
+            }
+            if constexpr ( sizeof( EntryT ) == 8 )
+            {
+                // Distance, then key: a match has both bits.
+                return nBits & ( nBits >> 1 ) & 0x5555u;
+            }
+            else
+            {
+                // The hash's bit, always set, then distance and the key's halves: a match has all four.
+                return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
             }
         }
-        return nMatches;
     }
 
 private:
-    template <uint32 nEntriesT>
-    static constexpr uint32 EntryStarts()
+    // One bit for each 32-bit part of four compared 16-byte lanes, in memory order.
+    static uint32 PackedMask( __m128i Lane0, __m128i Lane1, __m128i Lane2, __m128i Lane3 )
     {
-        uint32 nStarts = 0;
-        for ( uint32 nEntry = 0; nEntry < nEntriesT; ++nEntry )
-        {
-            nStarts |= 1u << ( nEntry * nWordsPerEntry );
-        }
-        return nStarts;
+        return static_cast<uint32>( _mm_movemask_epi8(
+            _mm_packs_epi16( _mm_packs_epi32( Lane0, Lane1 ), _mm_packs_epi32( Lane2, Lane3 ) ) ) );
     }
 
-    // What word nWord of a window must hold in a match: the distance of its entry in the distance byte (the
-    // byte's 3 padding bytes masked off), or one of the key's words; nothing elsewhere.
-    struct SWordRule
+    // The key where it stands in 16 bytes of entries, zero elsewhere: two entries of a distance byte's 32-bit
+    // part and the key, or one of the stored hash, the distance byte's part and the key. A map's 12-byte
+    // entries put the key in a different word of each of three lanes: there it is in every word, and each
+    // lane masks it.
+    static __m128i KeyInPlace( const KeyType& Key )
     {
-        int32 nMask = 0;
-        int32 nDistance = 0;
-        int32 nKeyWord = 2; // a word of KeyWords: 0 and 1 the key's, 2 zero
-    };
-    static constexpr SWordRule WordRule( uint32 nWord )
-    {
-        const size_t nByte = nWord % nWordsPerEntry * 4;
-        if ( nByte == nDistanceOffset )
+        if constexpr ( sizeof( EntryT ) == 12 )
         {
-            return { 0xFF, static_cast<int32>( nWord / nWordsPerEntry + 1 ), 2 };
+            return _mm_set1_epi32( std::bit_cast<int32>( Key ) );
         }
-        if ( nByte >= nKeyOffset && nByte < nKeyOffset + sizeof( KeyType ) )
+        else if constexpr ( sizeof( EntryT ) == 8 )
         {
-            return { -1, 0, static_cast<int32>( ( nByte - nKeyOffset ) / 4 ) };
-        }
-        return {};
-    }
-
-    // The key's words in the two low words, zero above.
-    static __m128i KeyWords( const KeyType& Key )
-    {
-        if constexpr ( sizeof( KeyType ) == 4 )
-        {
-            return _mm_cvtsi32_si128( std::bit_cast<int32>( Key ) );
+            return _mm_and_si128( _mm_set1_epi32( std::bit_cast<int32>( Key ) ), _mm_set_epi32( -1, 0, -1, 0 ) );
         }
         else
         {
-            return _mm_cvtsi64_si128( std::bit_cast<int64>( Key ) );
+            return _mm_set_epi64x( std::bit_cast<int64>( Key ), 0 );
         }
     }
 
-    // Each word of lane nLane, all ones where it holds what a match would. Lanes past the window compare
-    // nothing and give no bits.
-    template <uint32 nLane, uint32 nLanes>
-    static __m128i CompareLane( const __m128i* pLanes, __m128i KeyParts )
+    // Each 32-bit part of the 16 bytes from nLane * 16 on, all ones where it holds what a match would: the key,
+    // and the distance of its offset in the byte that holds one (the hash, the mapped value and the padding are
+    // masked off).
+    template <int32 nLane>
+    static __m128i CompareLane( __m128i Bytes, __m128i KeyParts )
     {
-        if constexpr ( nLane >= nLanes )
+        if constexpr ( sizeof( EntryT ) == 12 )
         {
-            return _mm_setzero_si128();
+            // Word w of the window is entry w / 3's distance, key or value as w % 3 is 0, 1 or 2.
+            constexpr auto KeyMask = []( int32 nWord ) { return nWord % 3 == 1 ? -1 : 0; };
+            constexpr auto Mask = [ KeyMask ]( int32 nWord ) { return nWord % 3 == 0 ? 0xFF : KeyMask( nWord ); };
+            constexpr auto Distance = []( int32 nWord ) { return nWord % 3 == 0 ? nWord / 3 + 1 : 0; };
+            constexpr int32 nWord = 4 * nLane;
+            const __m128i KeyMasks =
+                _mm_set_epi32( KeyMask( nWord + 3 ), KeyMask( nWord + 2 ), KeyMask( nWord + 1 ), KeyMask( nWord ) );
+            const __m128i Masks = _mm_set_epi32( Mask( nWord + 3 ), Mask( nWord + 2 ), Mask( nWord + 1 ), Mask( nWord ) );
+            const __m128i Distances =
+                _mm_set_epi32( Distance( nWord + 3 ), Distance( nWord + 2 ), Distance( nWord + 1 ), Distance( nWord ) );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Masks ),
+                                    _mm_or_si128( _mm_and_si128( KeyParts, KeyMasks ), Distances ) );
+        }
+        else if constexpr ( sizeof( EntryT ) == 8 )
+        {
+            const __m128i Mask = _mm_set_epi32( -1, 0xFF, -1, 0xFF );
+            const __m128i Distances = _mm_set_epi32( 0, 2 * nLane + 2, 0, 2 * nLane + 1 );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distances ) );
         }
         else
         {
-            constexpr SWordRule W0 = WordRule( 4 * nLane ), W1 = WordRule( 4 * nLane + 1 ),
-                                W2 = WordRule( 4 * nLane + 2 ), W3 = WordRule( 4 * nLane + 3 );
-            constexpr int nShuffle = W0.nKeyWord | W1.nKeyWord << 2 | W2.nKeyWord << 4 | W3.nKeyWord << 6;
-            const __m128i Mask = _mm_set_epi32( W3.nMask, W2.nMask, W1.nMask, W0.nMask );
-            const __m128i Distances = _mm_set_epi32( W3.nDistance, W2.nDistance, W1.nDistance, W0.nDistance );
-            const __m128i Expected = _mm_or_si128( _mm_shuffle_epi32( KeyParts, nShuffle ), Distances );
-            return _mm_cmpeq_epi32( _mm_and_si128( _mm_loadu_si128( pLanes + nLane ), Mask ), Expected );
+            const __m128i Mask = _mm_set_epi32( -1, -1, 0xFF, 0 );
+            const __m128i Distance = _mm_set_epi32( 0, 0, nLane + 1, 0 );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Mask ), _mm_or_si128( KeyParts, Distance ) );
         }
-    }
-
-    // One bit for each word of lanes nFirstLane to nFirstLane + 3, in memory order.
-    template <uint32 nFirstLane, uint32 nLanes>
-    static uint32 PackedMask( const __m128i* pLanes, __m128i KeyParts )
-    {
-        const __m128i Low = _mm_packs_epi32( CompareLane<nFirstLane, nLanes>( pLanes, KeyParts ),
-                                             CompareLane<nFirstLane + 1, nLanes>( pLanes, KeyParts ) );
-        const __m128i High = _mm_packs_epi32( CompareLane<nFirstLane + 2, nLanes>( pLanes, KeyParts ),
-                                              CompareLane<nFirstLane + 3, nLanes>( pLanes, KeyParts ) );
-        return static_cast<uint32>( _mm_movemask_epi8( _mm_packs_epi16( Low, High ) ) );
     }
 #endif
 };
@@ -513,7 +542,7 @@ private:
         const uint32 nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
         if ( nMatches != 0 )
         {
-            return pHome + std::countr_zero( nMatches ) / CWindow::nWordsPerEntry;
+            return pHome + std::countr_zero( nMatches ) / CWindow::nBitsPerEntry;
         }
         // The walk goes on past the window only past a last entry at least that far from home.
         if ( pHome[ nEntriesT - 1 ]._nDistance < nEntriesT )
