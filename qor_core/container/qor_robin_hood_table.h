@@ -120,10 +120,9 @@ struct SItemKey
 // puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
 // the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
 // Enabled for keys that compare as their bytes, in the entries that 4- and 8-byte keys make: 8 and 16 bytes in
-// sets, 12 bytes in maps of 4-byte keys and values. Maps of 8-byte keys (24-byte entries) walk: their windows
-// span three or four cache lines, and in a table beyond the caches that costs as much as the walk's
-// mispredictions. Each layout has its own code: how far GCC inlines a lookup into its caller depends on the
-// size of the code it sees before folding, and the set lookups lose their inlining to a generic form.
+// sets, 12 bytes in maps of 4-byte keys and values, 24 bytes in maps of 8-byte keys and 4- or 8-byte values.
+// Each layout has its own code: how far GCC inlines a lookup into its caller depends on the size of the code
+// it sees before folding, and the set lookups lose their inlining to a generic form.
 template <typename EntryT, typename T, typename ItemEqualsT>
 class CWindow
 {
@@ -141,14 +140,14 @@ public:
         SKey::bBytewise &&
         ( ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 8 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
           ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 12 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
-          ( sizeof( KeyType ) == 8 && sizeof( EntryT ) == 16 && offsetof( EntryT, _nDistance ) == 4 &&
-            nKeyOffset == 8 ) );
+          ( sizeof( KeyType ) == 8 && ( sizeof( EntryT ) == 16 || sizeof( EntryT ) == 24 ) &&
+            offsetof( EntryT, _nDistance ) == 4 && nKeyOffset == 8 ) );
 #else
     static constexpr bool bEnabled = false;
 #endif
     // Each entry's 32-bit parts give a bit each: two for a set's compact entry, three for a map's, four for an
-    // entry with a hash.
-    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) / 4;
+    // entry with a hash (a 24-byte entry's mapped value gives none).
+    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) == 24 ? 4 : sizeof( EntryT ) / 4;
 
 #if defined( __SSE2__ )
     // Bit i * nBitsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
@@ -160,7 +159,22 @@ public:
         static_assert( nEntriesT == 4 || nEntriesT == 8 );
         const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
         const __m128i KeyParts = KeyInPlace( Key );
-        if constexpr ( sizeof( EntryT ) == 12 )
+        if constexpr ( sizeof( EntryT ) == 24 )
+        {
+            // A lane per entry: its hash, distance and key. The mapped value behind them is never read.
+            const auto Lane = [ pHome ]( uint32 nEntry )
+            { return _mm_loadu_si128( reinterpret_cast<const __m128i*>( pHome + nEntry ) ); };
+            uint32 nBits = PackedMask( CompareLane<0>( Lane( 0 ), KeyParts ), CompareLane<1>( Lane( 1 ), KeyParts ),
+                                       CompareLane<2>( Lane( 2 ), KeyParts ), CompareLane<3>( Lane( 3 ), KeyParts ) );
+            if constexpr ( nEntriesT == 8 )
+            {
+                nBits |= PackedMask( CompareLane<4>( Lane( 4 ), KeyParts ), CompareLane<5>( Lane( 5 ), KeyParts ),
+                                     CompareLane<6>( Lane( 6 ), KeyParts ), CompareLane<7>( Lane( 7 ), KeyParts ) )
+                         << 16;
+            }
+            return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
+        }
+        else if constexpr ( sizeof( EntryT ) == 12 )
         {
             // 4 entries fill 3 lanes, 8 fill 6; the lanes past them compare as zero bits.
             uint32 nBits = 0;
