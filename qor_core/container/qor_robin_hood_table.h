@@ -99,71 +99,139 @@ EntryT* GetStaticEmptyTable()
 
 namespace NDetail
 {
+// Keys that are equal exactly when their bytes are: no padding, one representation per value.
+template <typename KeyT, typename KeyEqualsT>
+constexpr bool bIsBytewiseKey =
+    ( std::is_integral_v<KeyT> || std::is_enum_v<KeyT> || std::is_pointer_v<KeyT> ) &&
+    ( std::is_same_v<KeyEqualsT, std::equal_to<KeyT>> || std::is_same_v<KeyEqualsT, std::equal_to<>> );
+
+// The key that lookups in a table of items T compare, and its byte offset in an item: a set's item is its own
+// key. The map layer describes its entries' key; a lookup by any other type takes the walk.
+template <typename T, typename ItemEqualsT>
+struct SItemKey
+{
+    using KeyType = T;
+    static constexpr bool bBytewise = bIsBytewiseKey<T, ItemEqualsT>;
+    static constexpr size_t nOffset = 0;
+};
+
 // A lookup's first entries tested at once, with no exit that depends on the chain's length: the entry at
-// offset i holds the key exactly when it holds an equal value at distance i + 1, as the Robin Hood order then
+// offset i holds the key exactly when it holds an equal key at distance i + 1, as the Robin Hood order then
 // puts every entry before it at least as far from home. A hit and a short miss each take one branch that goes
 // the same way every time, so lookups that miss the cache overlap instead of waiting on each chain's end.
-// Enabled for keys that compare as their bytes, in the entries of 8 and 16 bytes that 4- and 8-byte keys make.
+// Enabled for keys that compare as their bytes, in the entries that 4- and 8-byte keys make: 8 and 16 bytes in
+// sets, 12 bytes in maps of 4-byte keys and values, 24 bytes in maps of 8-byte keys and 4- or 8-byte values.
+// Each layout has its own code: how far GCC inlines a lookup into its caller depends on the size of the code
+// it sees before folding, and the set lookups lose their inlining to a generic form.
 template <typename EntryT, typename T, typename ItemEqualsT>
 class CWindow
 {
+    using SKey = SItemKey<T, ItemEqualsT>;
+
 public:
-    static constexpr bool bBytewiseKey =
-        ( std::is_integral_v<T> || std::is_enum_v<T> || std::is_pointer_v<T> ) &&
-        ( std::is_same_v<ItemEqualsT, std::equal_to<T>> || std::is_same_v<ItemEqualsT, std::equal_to<>> );
+    using KeyType = typename SKey::KeyType;
+
+private:
+    static constexpr size_t nKeyOffset = offsetof( EntryT, _Value ) + SKey::nOffset;
+
+public:
 #if defined( __SSE2__ )
     static constexpr bool bEnabled =
-        bBytewiseKey && ( ( sizeof( T ) == 4 && sizeof( EntryT ) == 8 && offsetof( EntryT, _Value ) == 4 &&
-                            !EntryT::bStoresHash ) ||
-                          ( sizeof( T ) == 8 && sizeof( EntryT ) == 16 && offsetof( EntryT, _nDistance ) == 4 &&
-                            offsetof( EntryT, _Value ) == 8 ) );
+        SKey::bBytewise &&
+        ( ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 8 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
+          ( sizeof( KeyType ) == 4 && sizeof( EntryT ) == 12 && nKeyOffset == 4 && !EntryT::bStoresHash ) ||
+          ( sizeof( KeyType ) == 8 && ( sizeof( EntryT ) == 16 || sizeof( EntryT ) == 24 ) &&
+            offsetof( EntryT, _nDistance ) == 4 && nKeyOffset == 8 ) );
 #else
     static constexpr bool bEnabled = false;
 #endif
-    // Each entry's 32-bit parts give a bit each: two for a compact entry, four for one with a hash.
-    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) / 4;
+    // Each entry's 32-bit parts give a bit each: two for a set's compact entry, three for a map's, four for an
+    // entry with a hash (a 24-byte entry's mapped value gives none).
+    static constexpr uint32 nBitsPerEntry = sizeof( EntryT ) == 24 ? 4 : sizeof( EntryT ) / 4;
 
 #if defined( __SSE2__ )
     // Bit i * nBitsPerEntry set where the entry at offset i < nEntriesT holds Key at distance i + 1. The
-    // array's value bytes are never indeterminate (see ResetEntries); the distance test rules out those of
+    // array's key bytes are never indeterminate (see ResetEntries); the distance test rules out those of
     // empty and erased entries.
     template <uint32 nEntriesT>
-    static uint32 Matches( const EntryT* pHome, const T& Key )
+    static uint32 Matches( const EntryT* pHome, const KeyType& Key )
     {
         static_assert( nEntriesT == 4 || nEntriesT == 8 );
         const __m128i* pLanes = reinterpret_cast<const __m128i*>( pHome );
         const __m128i KeyParts = KeyInPlace( Key );
-        uint32 nBits = 0;
-        if constexpr ( nEntriesT * sizeof( EntryT ) == 32 )
+        if constexpr ( sizeof( EntryT ) == 24 )
         {
-            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ), _mm_setzero_si128(),
-                                _mm_setzero_si128() );
-        }
-        else
-        {
-            nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
-                                CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
-                                CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
-        }
-        if constexpr ( nEntriesT * sizeof( EntryT ) == 128 )
-        {
-            nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
-                                 CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ),
-                                 CompareLane<6>( _mm_loadu_si128( pLanes + 6 ), KeyParts ),
-                                 CompareLane<7>( _mm_loadu_si128( pLanes + 7 ), KeyParts ) )
-                     << 16;
-        }
-        if constexpr ( sizeof( EntryT ) == 8 )
-        {
-            // Distance, then key: a match has both bits.
-            return nBits & ( nBits >> 1 ) & 0x5555u;
-        }
-        else
-        {
-            // The hash's bit, always set, then distance and the key's halves: a match has all four.
+            // A lane per entry: its hash, distance and key. The mapped value behind them is never read.
+            const auto Lane = [ pHome ]( uint32 nEntry )
+            { return _mm_loadu_si128( reinterpret_cast<const __m128i*>( pHome + nEntry ) ); };
+            uint32 nBits = PackedMask( CompareLane<0>( Lane( 0 ), KeyParts ), CompareLane<1>( Lane( 1 ), KeyParts ),
+                                       CompareLane<2>( Lane( 2 ), KeyParts ), CompareLane<3>( Lane( 3 ), KeyParts ) );
+            if constexpr ( nEntriesT == 8 )
+            {
+                nBits |= PackedMask( CompareLane<4>( Lane( 4 ), KeyParts ), CompareLane<5>( Lane( 5 ), KeyParts ),
+                                     CompareLane<6>( Lane( 6 ), KeyParts ), CompareLane<7>( Lane( 7 ), KeyParts ) )
+                         << 16;
+            }
             return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
+        }
+        else if constexpr ( sizeof( EntryT ) == 12 )
+        {
+            // 4 entries fill 3 lanes, 8 fill 6; the lanes past them compare as zero bits.
+            uint32 nBits = 0;
+            if constexpr ( nEntriesT == 4 )
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ), _mm_setzero_si128() );
+            }
+            else
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
+                                    CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+                nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                     CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ), _mm_setzero_si128(),
+                                     _mm_setzero_si128() )
+                         << 16;
+            }
+            // Distance, key, then the mapped value (masked, always equal): a match has the first two.
+            return nBits & ( nBits >> 1 ) & 0x249249u;
+        }
+        else
+        {
+            uint32 nBits = 0;
+            if constexpr ( nEntriesT * sizeof( EntryT ) == 32 )
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ), _mm_setzero_si128(),
+                                    _mm_setzero_si128() );
+            }
+            else
+            {
+                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
+                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
+                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
+                                    CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
+            }
+            if constexpr ( nEntriesT * sizeof( EntryT ) == 128 )
+            {
+                nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                     CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ),
+                                     CompareLane<6>( _mm_loadu_si128( pLanes + 6 ), KeyParts ),
+                                     CompareLane<7>( _mm_loadu_si128( pLanes + 7 ), KeyParts ) )
+                         << 16;
+            }
+            if constexpr ( sizeof( EntryT ) == 8 )
+            {
+                // Distance, then key: a match has both bits.
+                return nBits & ( nBits >> 1 ) & 0x5555u;
+            }
+            else
+            {
+                // The hash's bit, always set, then distance and the key's halves: a match has all four.
+                return nBits & ( nBits >> 1 ) & ( nBits >> 2 ) & ( nBits >> 3 ) & 0x11111111u;
+            }
         }
     }
 
@@ -176,10 +244,16 @@ private:
     }
 
     // The key where it stands in 16 bytes of entries, zero elsewhere: two entries of a distance byte's 32-bit
-    // part and the key, or one of the stored hash, the distance byte's part and the key.
-    static __m128i KeyInPlace( const T& Key )
+    // part and the key, or one of the stored hash, the distance byte's part and the key. A map's 12-byte
+    // entries put the key in a different word of each of three lanes: there it is in every word, and each
+    // lane masks it.
+    static __m128i KeyInPlace( const KeyType& Key )
     {
-        if constexpr ( sizeof( EntryT ) == 8 )
+        if constexpr ( sizeof( EntryT ) == 12 )
+        {
+            return _mm_set1_epi32( std::bit_cast<int32>( Key ) );
+        }
+        else if constexpr ( sizeof( EntryT ) == 8 )
         {
             return _mm_and_si128( _mm_set1_epi32( std::bit_cast<int32>( Key ) ), _mm_set_epi32( -1, 0, -1, 0 ) );
         }
@@ -190,11 +264,27 @@ private:
     }
 
     // Each 32-bit part of the 16 bytes from nLane * 16 on, all ones where it holds what a match would: the key,
-    // and the distance of its offset in the byte that holds one (the hash and the padding are masked off).
+    // and the distance of its offset in the byte that holds one (the hash, the mapped value and the padding are
+    // masked off).
     template <int32 nLane>
     static __m128i CompareLane( __m128i Bytes, __m128i KeyParts )
     {
-        if constexpr ( sizeof( EntryT ) == 8 )
+        if constexpr ( sizeof( EntryT ) == 12 )
+        {
+            // Word w of the window is entry w / 3's distance, key or value as w % 3 is 0, 1 or 2.
+            constexpr auto KeyMask = []( int32 nWord ) { return nWord % 3 == 1 ? -1 : 0; };
+            constexpr auto Mask = [ KeyMask ]( int32 nWord ) { return nWord % 3 == 0 ? 0xFF : KeyMask( nWord ); };
+            constexpr auto Distance = []( int32 nWord ) { return nWord % 3 == 0 ? nWord / 3 + 1 : 0; };
+            constexpr int32 nWord = 4 * nLane;
+            const __m128i KeyMasks =
+                _mm_set_epi32( KeyMask( nWord + 3 ), KeyMask( nWord + 2 ), KeyMask( nWord + 1 ), KeyMask( nWord ) );
+            const __m128i Masks = _mm_set_epi32( Mask( nWord + 3 ), Mask( nWord + 2 ), Mask( nWord + 1 ), Mask( nWord ) );
+            const __m128i Distances =
+                _mm_set_epi32( Distance( nWord + 3 ), Distance( nWord + 2 ), Distance( nWord + 1 ), Distance( nWord ) );
+            return _mm_cmpeq_epi32( _mm_and_si128( Bytes, Masks ),
+                                    _mm_or_si128( _mm_and_si128( KeyParts, KeyMasks ), Distances ) );
+        }
+        else if constexpr ( sizeof( EntryT ) == 8 )
         {
             const __m128i Mask = _mm_set_epi32( -1, 0xFF, -1, 0xFF );
             const __m128i Distances = _mm_set_epi32( 0, 2 * nLane + 2, 0, 2 * nLane + 1 );
@@ -441,7 +531,7 @@ private:
     [[gnu::always_inline]] EntryType* FindEntry( uint32 nHash, const KeyT& Key )
     {
         EntryType* pHome = _pEntries + ( nHash & static_cast<uint32>( _nMask ) );
-        if constexpr ( std::is_same_v<KeyT, T> && CWindow::bEnabled )
+        if constexpr ( std::is_same_v<KeyT, typename CWindow::KeyType> && CWindow::bEnabled )
         {
             // Chains lengthen with the load: above 5/8 a lookup reads 8 entries (they lie inside the array from
             // any home bucket on when _nMaxDistance is 6 or more, 16 buckets). Below it 4 hold nearly every hit,
@@ -461,7 +551,7 @@ private:
     }
 
     template <uint32 nEntriesT>
-    EntryType* FindInWindow( EntryType* pHome, const T& Key )
+    EntryType* FindInWindow( EntryType* pHome, const typename CWindow::KeyType& Key )
     {
         const uint32 nMatches = CWindow::template Matches<nEntriesT>( pHome, Key );
         if ( nMatches != 0 )

@@ -150,6 +150,25 @@ struct SEntryEquals
     }
 };
 
+} // namespace NDetail
+} // namespace NQorUnorderedMap
+
+// A map entry's key is its first field, at the start of the standard-layout entry: lookups by key compare it
+// in windows, never the mapped value.
+template <typename KeyT, typename ValueT, typename KeyEqualsT>
+struct NQorRobinHoodTable::NDetail::SItemKey<NQorUnorderedMap::NDetail::SMapEntry<KeyT, ValueT>,
+                                             NQorUnorderedMap::NDetail::SEntryEquals<KeyT, ValueT, KeyEqualsT>>
+{
+    using KeyType = KeyT;
+    static constexpr bool bBytewise = bIsBytewiseKey<KeyT, KeyEqualsT> &&
+                                      std::is_standard_layout_v<NQorUnorderedMap::NDetail::SMapEntry<KeyT, ValueT>>;
+    static constexpr size_t nOffset = 0;
+};
+
+namespace NQorUnorderedMap
+{
+namespace NDetail
+{
 // The operations of both map forms over a table type.
 template <typename KeyT, typename ValueT, typename KeyHasherT, typename TableT>
 class CMapBase : public NQorUnorderedSet::NDetail::CTableLayer<TableT>

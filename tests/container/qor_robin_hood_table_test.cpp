@@ -44,7 +44,7 @@ uint32 KeyOf( uint32 nKey )
 }
 uint32 KeyOf( uint64 nKey )
 {
-    return uint32( nKey >> 32 );
+    return uint32( nKey >> 32 ) * 2 + uint32( nKey & 1 );
 }
 int KeyOf( const SBigItem& Item )
 {
@@ -253,15 +253,16 @@ TEST( CQorRobinHoodTable, AgreesWithStdUnorderedSetOnRandomOperations )
     }
 }
 
-// 8-byte keys are looked up in windows of 8 entries with a stored hash. Their low halves repeat, and twelve
-// keys share each home bucket, so chains run past a window and a key equal in one half only must not be found.
+// 8-byte keys are looked up in windows of entries with a stored hash. Twelve keys share each home bucket, so
+// chains run past a window, and keys of a chain repeat each half: a key equal in one half only must not be
+// found.
 TEST( CQorRobinHoodTable, WideKeysAgreeWithStdUnorderedSetInLongChains )
 {
     CAssertRecorder GrowthWarnings;
     CQorRobinHoodTable<uint64, SIdentity> Table;
     ExpectAgreementWithStdUnorderedSet( Table, 23, []( uint32 nDraw )
                                         {
-                                            const uint64 nKey = ( uint64( nDraw ) << 32 ) | ( nDraw % 3 );
+                                            const uint64 nKey = ( uint64( nDraw / 2 ) << 32 ) | ( nDraw % 2 );
                                             return std::pair{ nDraw / 12 * 16, nKey };
                                         } );
 }

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -68,45 +67,103 @@ TEST( CQorUnorderedMap, InsertKeepsAndInsertOrAssignReplacesAnExistingValue )
     EXPECT_TRUE( !Again.second && &*Again.first == pStored );
 }
 
+namespace
+{
+int64 ValueOf( const CTrackedElement& Value )
+{
+    return Value.Value();
+}
+int64 ValueOf( uint64 nValue )
+{
+    return int64( nValue );
+}
+
+// Random inserts (nInsertWeight times as many as each other operation), assignments, removals and finds of
+// nDraws keys against std::unordered_map, validating the table after every step. MakeKey turns a draw into a
+// key, MakeValue the key's draw and another into a value.
+template <typename MapT, typename MakeKeyT, typename MakeValueT>
+void ExpectAgreementWithStdUnorderedMap( uint32 nSeed, uint32 nDraws, int nInsertWeight, MakeKeyT MakeKey,
+                                         MakeValueT MakeValue )
+{
+    std::mt19937 Random( nSeed );
+    MapT Map;
+    std::unordered_map<decltype( MakeKey( 0u ) ), int64> Model;
+    auto Draw = [ & ] { return std::uniform_int_distribution<uint32>( 0, nDraws - 1 )( Random ); };
+    for ( int nStep = 0; nStep < 500; ++nStep )
+    {
+        SCOPED_TRACE( testing::Message() << "seed " << nSeed << ", step " << nStep );
+        const uint32 nDraw = Draw();
+        const auto Key = MakeKey( nDraw );
+        const auto Value = MakeValue( nDraw, Draw() );
+        switch ( std::uniform_int_distribution<int>( 0, 2 + nInsertWeight )( Random ) )
+        {
+        case 0:
+            ASSERT_EQ( Map.InsertOrAssign( Key, Value ).second, Model.count( Key ) == 0 );
+            Model[ Key ] = ValueOf( Value );
+            break;
+        case 1:
+            ASSERT_EQ( Map.Remove( Key ), Model.erase( Key ) == 1 );
+            ASSERT_FALSE( Map.Contains( Key ) ) << "an erased entry keeps its bytes, but not its key";
+            break;
+        case 2:
+        {
+            const auto* pValue = Map.FindValue( Key );
+            ASSERT_EQ( pValue ? ValueOf( *pValue ) : -1, Model.count( Key ) ? Model[ Key ] : -1 );
+            break;
+        }
+        default:
+            ASSERT_EQ( Map.Insert( Key, Value ).second, Model.emplace( Key, ValueOf( Value ) ).second );
+        }
+        ASSERT_TRUE( Map.GetTable().Validate() );
+    }
+    std::unordered_map<decltype( MakeKey( 0u ) ), int64> Items;
+    for ( const auto& Entry : Map )
+    {
+        Items[ Entry.Key ] = ValueOf( Entry.Value );
+    }
+    EXPECT_EQ( Items, Model );
+}
+
+// Each 12 draws run one chain from nHomesT home buckets, 16 buckets apart from the next 12. An 8-byte key holds
+// half the draw in its high half and the draw's parity in its low one, so keys of one chain repeat each half.
+template <typename KeyT>
+KeyT ChainKey( uint32 nDraw )
+{
+    return sizeof( KeyT ) == 8 ? KeyT( ( uint64( nDraw / 2 ) << 32 ) | ( nDraw % 2 * 7 ) ) : KeyT( nDraw );
+}
+template <uint32 nHomesT>
+struct SChainHasher
+{
+    uint32 operator()( uint64 nKey ) const { return Home( uint32( nKey >> 32 ) * 2 + ( nKey & 1 ) ); }
+    uint32 operator()( uint32 nKey ) const { return Home( nKey ); }
+    static uint32 Home( uint32 nDraw ) { return nDraw / 12 * 16 + nDraw % 12 * nHomesT / 12; }
+};
+
+// Chains of 12 from one home (past every window, in a table of 1024 buckets at low load), and from four homes
+// whose last keys stand 9 from home (in a table of 128 buckets at over 5/8 load: inserts outweigh removals).
+// Values are keys of the same chain, so a lookup that compared a value would find the wrong entry.
+template <typename KeyT, typename ValueT>
+void ExpectAgreementInLongChains( uint32 nSeed )
+{
+    CAssertRecorder GrowthWarnings;
+    auto MakeValue = []( uint32 nKeyDraw, uint32 nDraw ) { return ValueT( ChainKey<KeyT>( nKeyDraw ^ nDraw % 4 ) ); };
+    ExpectAgreementWithStdUnorderedMap<NQorUnorderedMap::CQorUnorderedMap<KeyT, ValueT, SChainHasher<1>>>(
+        nSeed, 300, 3, ChainKey<KeyT>, MakeValue );
+    ExpectAgreementWithStdUnorderedMap<NQorUnorderedMap::CQorUnorderedMap<KeyT, ValueT, SChainHasher<4>>>(
+        nSeed + 1, 96, 12, ChainKey<KeyT>, MakeValue );
+}
+} // namespace
+
 TEST( CQorUnorderedMap, AgreesWithStdUnorderedMapOnRandomOperations )
 {
-    const uint32 nSeed = 31;
-    std::mt19937 Random( nSeed );
     CTrackedElement::ResetCounts();
-    {
-        NQorUnorderedMap::CQorUnorderedMap<uint64, CTrackedElement> Map;
-        std::unordered_map<uint64, int> Model;
-        for ( int nStep = 0; nStep < 400; ++nStep )
-        {
-            const uint64 nKey = std::uniform_int_distribution<uint64>( 0, 150 )( Random ) << 20;
-            const int nValue = std::uniform_int_distribution<int>( 0, 1000000 )( Random );
-            switch ( std::uniform_int_distribution<int>( 0, 3 )( Random ) )
-            {
-            case 0:
-                ASSERT_EQ( Map.Insert( nKey, CTrackedElement( nValue ) ).second, Model.emplace( nKey, nValue ).second );
-                break;
-            case 1:
-                ASSERT_EQ( Map.InsertOrAssign( nKey, CTrackedElement( nValue ) ).second, Model.count( nKey ) == 0 );
-                Model[ nKey ] = nValue;
-                break;
-            case 2:
-                ASSERT_EQ( Map.Remove( nKey ), Model.erase( nKey ) == 1 ) << "seed " << nSeed << ", step " << nStep;
-                break;
-            default:
-                const CTrackedElement* pValue = Map.FindValue( nKey );
-                ASSERT_EQ( pValue ? pValue->Value() : -1, Model.count( nKey ) ? Model[ nKey ] : -1 ) << nStep;
-            }
-            ASSERT_TRUE( Map.GetTable().Validate() ) << "seed " << nSeed << ", step " << nStep;
-        }
-        std::map<uint64, int> Items;
-        for ( const auto& Entry : Map )
-        {
-            Items[ Entry.Key ] = Entry.Value.Value();
-        }
-        EXPECT_EQ( Items, ( std::map<uint64, int>( Model.begin(), Model.end() ) ) );
-        EXPECT_EQ( CTrackedElement::s_Counts.Alive(), static_cast<int>( Model.size() ) );
-    }
+    ExpectAgreementWithStdUnorderedMap<NQorUnorderedMap::CQorUnorderedMap<uint64, CTrackedElement>>(
+        31, 151, 1, []( uint32 nDraw ) { return uint64( nDraw ) << 20; },
+        []( uint32, uint32 nDraw ) { return CTrackedElement( int( nDraw ) ); } );
     EXPECT_EQ( CTrackedElement::s_Counts.Alive(), 0 );
+    ExpectAgreementInLongChains<uint32, uint32>( 32 );
+    ExpectAgreementInLongChains<uint64, uint64>( 34 );
+    ExpectAgreementInLongChains<uint64, uint32>( 36 );
 }
 
 TEST( CQorHybridUnorderedMap, StaysInlineWithinItsLoadLimit )
