@@ -558,8 +558,10 @@ private:
         {
             return pHome + std::countr_zero( nMatches ) / CWindow::nBitsPerEntry;
         }
-        // The walk goes on past the window only past a last entry at least that far from home.
-        if ( pHome[ nEntriesT - 1 ]._nDistance < nEntriesT )
+        // The walk goes on past the window only past a last entry at least that far from home. A window that ends
+        // on the sentinel (8 entries from the last of 16 buckets) has read the whole chain.
+        const uint8 nLastDistance = pHome[ nEntriesT - 1 ]._nDistance;
+        if ( nLastDistance < nEntriesT || nLastDistance == NQorRobinHoodTable::nSentinelDistance )
         {
             return EndEntry();
         }

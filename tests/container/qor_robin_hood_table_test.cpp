@@ -15,7 +15,7 @@ namespace
 {
 struct SIdentity
 {
-    uint32 operator()( uint32 nKey ) const { return nKey; }
+    template <typename KeyT> uint32 operator()( KeyT nKey ) const { return uint32( nKey ); }
 };
 struct SMurmur
 {
@@ -155,6 +155,28 @@ TEST( CQorRobinHoodTable, ChainsRunIntoTheTailAndEraseShiftsThemBack )
     EXPECT_TRUE( Table.Validate() );
     Table.Clear();
     EXPECT_TRUE( Table.begin() == Table.end() && Table.Find( 15, 15u ) == Table.end() && Table.GetBucketCount() == 16 );
+}
+
+// At 16 buckets the 8-entry window from the last bucket ends on the sentinel: a miss there has read the whole
+// chain and must not walk on past the array.
+TEST( CQorRobinHoodTable, LookupsFromTheLastBucketStopAtTheSentinel )
+{
+    auto Check = []<typename KeyT>( KeyT )
+    {
+        SCOPED_TRACE( sizeof( KeyT ) );
+        CQorRobinHoodTable<KeyT, SIdentity> Table;
+        for ( uint32 nKey = 0; nKey < 11; ++nKey )
+        {
+            Table.Insert( nKey, KeyT( nKey ) );
+        }
+        ASSERT_TRUE( Table.GetBucketCount() == 16 && Table.GetMaxDistance() == 6 );
+        EXPECT_TRUE( Table.Find( 15, KeyT( 15 ) ) == Table.end() );
+        Table.Insert( 15, KeyT( 31 ) );
+        EXPECT_TRUE( Table.Find( 15, KeyT( 15 ) ) == Table.end() );
+        EXPECT_EQ( *Table.Find( 15, KeyT( 31 ) ), KeyT( 31 ) );
+    };
+    Check( uint32() );
+    Check( uint64() );
 }
 
 TEST( CQorRobinHoodTable, RejectsBadRehashAndBuffers )
