@@ -1,9 +1,10 @@
 // Read throughput of the virtual file system: one file of Arg MiB, read from start to end in 1 MiB blocks per
 // iteration, through VFSOpen / VFSRead with the 1 MiB buffer CArchiveFile uses (Qor), through CArchiveFile
-// itself (QorArchiveFile), through PhysFS called directly without a buffer (PhysFS), and through plain read(2)
-// on the same file (Read), the physical reference. The file lives in the temporary directory and stays in the
-// page cache after the first pass, so the figures are the cost of the layers over a memory copy. All four
-// report bytes per second; open and close are inside the loop, as a loader opens each file once.
+// itself (QorArchiveFile), through PhysFS called directly without a buffer (PhysFS) and with the same buffer
+// (PhysFSBuffered), and through plain read(2) on the same file (Read), the physical reference. The file lives
+// in the temporary directory and stays in the page cache after the first pass, so the figures are the cost of
+// the layers over a memory copy. All report bytes per second; open and close are inside the loop, as a loader
+// opens each file once.
 
 #include "qor_core/file.h"
 #include "qor_core/virtualfilesystem.h"
@@ -122,7 +123,8 @@ void VfsRead_QorArchiveFile( benchmark::State& State )
     State.SetBytesProcessed( State.iterations() * State.range( 0 ) * c_BlockSize );
 }
 
-void VfsRead_PhysFS( benchmark::State& State )
+// PhysFS called directly; a buffer of nBufferSize copies each byte once into it and once out of it.
+void ReadThroughPhysFS( benchmark::State& State, uint64 nBufferSize )
 {
     const std::string Name = GetWorkload().FileName( State.range( 0 ) );
     CFileSystemSession Session;
@@ -130,6 +132,10 @@ void VfsRead_PhysFS( benchmark::State& State )
     for ( auto _ : State )
     {
         PHYSFS_File* pFile = PHYSFS_openRead( Name.c_str() );
+        if ( nBufferSize != 0 )
+        {
+            PHYSFS_setBuffer( pFile, nBufferSize );
+        }
         while ( PHYSFS_readBytes( pFile, Block.data(), Block.size() ) > 0 )
         {
             benchmark::DoNotOptimize( Block.data() );
@@ -137,6 +143,16 @@ void VfsRead_PhysFS( benchmark::State& State )
         PHYSFS_close( pFile );
     }
     State.SetBytesProcessed( State.iterations() * State.range( 0 ) * c_BlockSize );
+}
+
+void VfsRead_PhysFS( benchmark::State& State )
+{
+    ReadThroughPhysFS( State, 0 );
+}
+
+void VfsRead_PhysFSBuffered( benchmark::State& State )
+{
+    ReadThroughPhysFS( State, CArchiveFile::c_BufferSize );
 }
 
 void VfsRead_Read( benchmark::State& State )
@@ -159,4 +175,5 @@ void VfsRead_Read( benchmark::State& State )
 BENCHMARK( VfsRead_Qor )->Arg( 64 )->Unit( benchmark::kMillisecond );
 BENCHMARK( VfsRead_QorArchiveFile )->Arg( 64 )->Unit( benchmark::kMillisecond );
 BENCHMARK( VfsRead_PhysFS )->Arg( 64 )->Unit( benchmark::kMillisecond );
+BENCHMARK( VfsRead_PhysFSBuffered )->Arg( 64 )->Unit( benchmark::kMillisecond );
 BENCHMARK( VfsRead_Read )->Arg( 64 )->Unit( benchmark::kMillisecond );
