@@ -2,6 +2,7 @@
 
 #include "qor_core/qor_assert.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -102,7 +103,8 @@ void* CQorFixedAllocator::Allocate( uint64 NumBytes, uint32 Align )
     }
 
     uint8* pResult = pNode + AdjustmentSize;
-    const SAllocationHeader Header{ nTotal, static_cast<uint16>( Align ), static_cast<uint16>( AdjustmentSize ), 0 };
+    const SAllocationHeader Header{ nTotal, static_cast<uint16>( Align ), static_cast<uint16>( AdjustmentSize ),
+                                    _Allocs.GetSize() };
     std::memcpy( pResult - nHeaderSize, &Header, sizeof( Header ) );
     _nAllocatedBytes += nTotal;
     ++_NumAllocations;
@@ -124,12 +126,8 @@ void CQorFixedAllocator::Deallocate( void* pAddress )
     }
     CScopedLock<CMutex> Lock( &_Mutex );
 
-    const int32 nRecord = _Allocs.FindIndex( pAddress );
-    if ( nRecord >= 0 )
-    {
-        _Allocs.RemoveSwap( nRecord );
-    }
     const SAllocationHeader Header = ReadHeader( static_cast<uint8*>( pAddress ) );
+    RemoveRecord( pAddress, Header.nRecord );
     uint8* pStart = static_cast<uint8*>( pAddress ) - Header.nAdjustment;
     uint8* pEnd = pStart + Header.nTotalSize;
 
@@ -263,6 +261,25 @@ CQorFixedAllocator::SAllocationHeader CQorFixedAllocator::ReadHeader( const uint
     SAllocationHeader Header;
     std::memcpy( &Header, pAddress - nHeaderSize, sizeof( Header ) );
     return Header;
+}
+
+void CQorFixedAllocator::RemoveRecord( void* pAddress, int32 nRecord )
+{
+    // A pointer released twice, or never handed out here, has no trustworthy header: its record is searched.
+    if ( nRecord < 0 || nRecord >= _Allocs.GetSize() || _Allocs[ nRecord ] != pAddress )
+    {
+        nRecord = _Allocs.FindIndex( pAddress );
+        if ( nRecord < 0 )
+        {
+            return;
+        }
+    }
+    _Allocs.RemoveSwap( nRecord );
+    if ( nRecord < _Allocs.GetSize() )
+    {
+        uint8* pMoved = static_cast<uint8*>( _Allocs[ nRecord ] );
+        std::memcpy( pMoved - nHeaderSize + offsetof( SAllocationHeader, nRecord ), &nRecord, sizeof( nRecord ) );
+    }
 }
 
 void CQorFixedAllocator::SetNext( uint8* pPrevious, uint8* pNext )

@@ -59,7 +59,7 @@ private:
         uint64 nTotalSize; // the whole range: adjustment, data and any remainder too small to split
         uint16 nAlign;
         uint16 nAdjustment; // from the range start to the pointer handed out
-        uint32 nUnused;
+        int32 nRecord;      // the pointer's place in _Allocs, so that a release finds its record at once
     };
     static_assert( sizeof( SFreeNode ) == 16 && sizeof( SAllocationHeader ) == 16 );
     static constexpr uint64 nHeaderSize = sizeof( SAllocationHeader );
@@ -67,6 +67,8 @@ private:
     static SFreeNode ReadNode( const uint8* pNode );
     static void WriteNode( uint8* pNode, const SFreeNode& Node );
     static SAllocationHeader ReadHeader( const uint8* pAddress );
+    // Takes the record of pAddress out of _Allocs; the record moved into its place learns its new place.
+    void RemoveRecord( void* pAddress, int32 nRecord );
     void SetNext( uint8* pPrevious, uint8* pNext );
     void CollectFreeRanges( CQorArray<SFreeRange>& Ranges ) const;
 
