@@ -177,23 +177,21 @@ public:
         else if constexpr ( sizeof( EntryT ) == 12 )
         {
             // 4 entries fill 3 lanes, 8 fill 6; the lanes past them compare as zero bits.
+            const __m128i Lane0 = CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts );
+            const __m128i Lane1 = CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts );
+            const __m128i Lane2 = CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts );
             uint32 nBits = 0;
             if constexpr ( nEntriesT == 4 )
             {
-                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
-                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ), _mm_setzero_si128() );
+                nBits = PackedMask( Lane0, Lane1, Lane2, _mm_setzero_si128() );
             }
             else
             {
-                nBits = PackedMask( CompareLane<0>( _mm_loadu_si128( pLanes ), KeyParts ),
-                                    CompareLane<1>( _mm_loadu_si128( pLanes + 1 ), KeyParts ),
-                                    CompareLane<2>( _mm_loadu_si128( pLanes + 2 ), KeyParts ),
-                                    CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) );
-                nBits |= PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
-                                     CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ), _mm_setzero_si128(),
-                                     _mm_setzero_si128() )
-                         << 16;
+                nBits = PackedMask( Lane0, Lane1, Lane2, CompareLane<3>( _mm_loadu_si128( pLanes + 3 ), KeyParts ) ) |
+                        PackedMask( CompareLane<4>( _mm_loadu_si128( pLanes + 4 ), KeyParts ),
+                                    CompareLane<5>( _mm_loadu_si128( pLanes + 5 ), KeyParts ), _mm_setzero_si128(),
+                                    _mm_setzero_si128() )
+                            << 16;
             }
             // Distance, key, then the mapped value (masked, always equal): a match has the first two.
             return nBits & ( nBits >> 1 ) & 0x249249u;
