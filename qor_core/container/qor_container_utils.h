@@ -16,10 +16,10 @@
 
 namespace NQorContainerUtils
 {
+// The halving loop alone, with no argument check: a reversed range runs no step and gives Begin.
 template <typename IteratorT, typename ValueT, typename StepT>
-IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
+IteratorT HalvingSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
 {
-    QOR_ASSERT( End >= Begin );
     auto Count = End - Begin;
     while ( Count > 0 )
     {
@@ -47,6 +47,24 @@ IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
         }
     }
     return Begin;
+}
+
+// The report of a reversed range, out of line: a good call tests its range once and never comes here. One
+// site per search, as each bound search of each type reports once.
+template <typename IteratorT, typename StepT>
+[[gnu::cold, gnu::noinline]] void ReportReversedRange( IteratorT Begin, IteratorT End )
+{
+    QOR_ASSERT( End >= Begin );
+}
+
+template <typename IteratorT, typename ValueT, typename StepT>
+IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
+{
+    if ( End < Begin ) [[unlikely]]
+    {
+        ReportReversedRange<IteratorT, StepT>( Begin, End );
+    }
+    return HalvingSearch<IteratorT, ValueT>( Begin, End, ShouldStep );
 }
 } // namespace NQorContainerUtils
 

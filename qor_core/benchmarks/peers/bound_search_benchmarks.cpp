@@ -2,7 +2,8 @@
 // array's range, so the outcome of each halving cannot be predicted. The library's search selects with a
 // conditional move whose cost does not depend on the data; the standard one branches on every comparison.
 // Fixed: as the main program's Algorithms_LowerBound families, every pass looks up the array's largest value,
-// which the standard search's branches learn perfectly, so its loads run ahead of its comparisons. LoadChain is
+// which the standard search's branches learn perfectly, so its loads run ahead of its comparisons. Unchecked is
+// the library's halving loop and select without the argument check that every call makes. LoadChain is
 // the physical floor of any search whose next probe waits for the previous one: the same floor( log2( N ) ) + 1
 // loads, at the positions the library's search reads, each address taken from the load before, and nothing else.
 
@@ -86,6 +87,15 @@ void BoundSearch_FixedLowerBound_Std( benchmark::State& state )
                         { return std::lower_bound( pBegin, pEnd, Value ); } );
 }
 
+void BoundSearch_FixedLowerBound_Unchecked( benchmark::State& state )
+{
+    RunFixedLowerBound( state, []( const int32* pBegin, const int32* pEnd, const int32& Value )
+                        {
+                            return NQorContainerUtils::HalvingSearch<const int32*, int32>(
+                                pBegin, pEnd, [ & ]( const int32& Element ) { return Element < Value; } );
+                        } );
+}
+
 void BoundSearch_FixedLowerBound_LoadChain( benchmark::State& state )
 {
     const std::vector<int32> Values = MakeEvenValues( static_cast<int32>( state.range( 0 ) ) );
@@ -122,6 +132,7 @@ void BoundSearch_FixedLowerBound_LoadChain( benchmark::State& state )
 
 BENCHMARK( BoundSearch_FixedLowerBound_Qor )->Arg( 8 )->Arg( 64 )->Arg( 512 );
 BENCHMARK( BoundSearch_FixedLowerBound_Std )->Arg( 8 )->Arg( 64 )->Arg( 512 );
+BENCHMARK( BoundSearch_FixedLowerBound_Unchecked )->Arg( 8 )->Arg( 64 )->Arg( 512 );
 BENCHMARK( BoundSearch_FixedLowerBound_LoadChain )->Arg( 8 )->Arg( 64 )->Arg( 512 );
 BENCHMARK( BoundSearch_RandomLowerBound_Qor )->Arg( 8 )->Arg( 64 )->Arg( 512 )->Arg( 4096 );
 BENCHMARK( BoundSearch_RandomLowerBound_Std )->Arg( 8 )->Arg( 64 )->Arg( 512 )->Arg( 4096 );
