@@ -3,7 +3,8 @@
 // Assertions stay compiled in, in every build: they are the library's only reaction to a programming error.
 // A failed site reports once through ReportAssert and execution goes on behind the macro with whatever
 // values the caller mends. A passing site costs a load of g_bAssertsEnabled, a load of its once flag and
-// the condition; everything else is out of line.
+// the condition; everything else is out of line. The checks of the hot accessors (QOR_CHECK) cost their
+// condition alone.
 
 #include "qor_core/qor_types.h"
 
@@ -85,3 +86,24 @@ bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* 
 #define QOR_ASSERT_MSG( Condition, ... )                                                                               \
     QOR_ASSERT_REPORT_( Condition, NQorAssert::ReportAssertFormatted( __FILE__, __LINE__, false, &s_bQorAssertOnce,   \
                                                                       __VA_ARGS__ ) )
+
+// The hot-path forms, for a condition with no side effects: it is tested first, and only when it fails are the
+// switch and the once flag read, so a passing check costs the condition alone. The report, and when it comes,
+// are those of QOR_ASSERT and QOR_ASSERT_MSG: with the switch off a failing condition reports nothing.
+#define QOR_CHECK( Condition )                                                                                         \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if ( !( Condition ) ) [[unlikely]]                                                                             \
+        {                                                                                                              \
+            QOR_ASSERT_REPORT_( false, ReportAssert( #Condition, __FILE__, __LINE__, false, &s_bQorAssertOnce ) );      \
+        }                                                                                                              \
+    } while ( false )
+
+#define QOR_CHECK_MSG( Condition, ... )                                                                                \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if ( !( Condition ) ) [[unlikely]]                                                                             \
+        {                                                                                                              \
+            QOR_ASSERT_MSG( false, __VA_ARGS__ );                                                                      \
+        }                                                                                                              \
+    } while ( false )

@@ -31,6 +31,13 @@ void AssertPositive( int nValue )
     QOR_ASSERT( nValue > 0 );
 }
 
+// A hot-path site, with a once flag of its own.
+void CheckPositive( int nValue )
+{
+    QOR_CHECK( nValue > 0 );
+}
+int g_nHandlerCalls = 0;
+
 // The default logger puts "[file:line] " of the log call, inside the assertion code, in front of each
 // message; what follows is the assertion's own line.
 std::string WithoutLogLocation( const std::string& Text )
@@ -116,6 +123,40 @@ TEST( QorAssert, DisabledAssertionsNeitherEvaluateNorReport )
     QOR_ASSERT( ++nEvaluations < 0 );
     EXPECT_EQ( nEvaluations, 0 );
     EXPECT_TRUE( Asserts.Reports().empty() );
+}
+
+// A hot-path check reports as the assertion does: its condition's text or its message, at its line, once per
+// site when the handler sets the flag, and nothing with the switch off.
+TEST( QorAssert, ChecksReportAsAssertionsDo )
+{
+    SSwitchesGuard Guard;
+    {
+        CAssertRecorder Asserts;
+        const int nValue = 3;
+        const uint32 nLine = __LINE__ + 1;
+        QOR_CHECK( nValue == 4 );
+        QOR_CHECK( nValue == 3 );
+        QOR_CHECK_MSG( nValue < 2, "Warning: %d", nValue );
+        QOR_CHECK_MSG( nValue > 2, "never" );
+        g_bAssertsEnabled = false;
+        QOR_CHECK( nValue == 5 );
+        QOR_CHECK_MSG( nValue == 5, "off" );
+        g_bAssertsEnabled = true;
+        EXPECT_EQ( Asserts.Texts(), ( std::vector<std::string>{ "nValue == 4", "Warning: 3" } ) );
+        ASSERT_FALSE( Asserts.Reports().empty() );
+        EXPECT_EQ( Asserts.Reports()[ 0 ].nLine, nLine );
+    }
+    g_nHandlerCalls = 0;
+    const FQorAssertHandler pPrevious = SetAssertHandler(
+        []( const char*, const char*, uint32, bool, bool*, bool* pOnce )
+        {
+            ++g_nHandlerCalls;
+            *pOnce = true;
+        } );
+    CheckPositive( 0 );
+    CheckPositive( -1 );
+    SetAssertHandler( pPrevious );
+    EXPECT_EQ( g_nHandlerCalls, 1 ) << "a site whose flag was set stays silent";
 }
 
 TEST( QorAssert, HandlerOwnsTheOnceFlag )

@@ -83,23 +83,23 @@ public:
     // REQUIRES: 0 <= nIndex < GetSize().
     T& operator[]( SizeT nIndex )
     {
-        QOR_ASSERT( nIndex > -1 && nIndex < _nSize );
+        QOR_CHECK( nIndex > -1 && nIndex < _nSize );
         return _pData[ nIndex ];
     }
     const T& operator[]( SizeT nIndex ) const
     {
-        QOR_ASSERT( nIndex > -1 && nIndex < _nSize );
+        QOR_CHECK( nIndex > -1 && nIndex < _nSize );
         return _pData[ nIndex ];
     }
     // clang-format off
     T& operator[]( UnsignedSizeT nIndex )
     {
-        QOR_ASSERT( nIndex < (UnsignedSizeT)_nSize );
+        QOR_CHECK( nIndex < (UnsignedSizeT)_nSize );
         return _pData[ nIndex ];
     }
     const T& operator[]( UnsignedSizeT nIndex ) const
     {
-        QOR_ASSERT( nIndex < (UnsignedSizeT)_nSize );
+        QOR_CHECK( nIndex < (UnsignedSizeT)_nSize );
         return _pData[ nIndex ];
     }
     // clang-format on
@@ -107,23 +107,23 @@ public:
     // REQUIRES: the array is not empty.
     T& Back()
     {
-        QOR_ASSERT( _nSize > 0 );
+        QOR_CHECK( _nSize > 0 );
         return _pData[ _nSize - 1 ];
     }
     const T& Back() const
     {
-        QOR_ASSERT( _nSize > 0 );
+        QOR_CHECK( _nSize > 0 );
         return _pData[ _nSize - 1 ];
     }
     // REQUIRES: the array is not empty.
     T& Front()
     {
-        QOR_ASSERT( _nSize > 0 );
+        QOR_CHECK( _nSize > 0 );
         return _pData[ 0 ];
     }
     const T& Front() const
     {
-        QOR_ASSERT( _nSize > 0 );
+        QOR_CHECK( _nSize > 0 );
         return _pData[ 0 ];
     }
 

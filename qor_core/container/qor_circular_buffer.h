@@ -99,7 +99,7 @@ public:
     // Remove the oldest or the newest item. REQUIRES: !IsEmpty(); an empty buffer stays as it is.
     void PopFront()
     {
-        QOR_ASSERT( _Size > 0 );
+        QOR_CHECK( _Size > 0 );
         if ( _Size > 0 )
         {
             _pData[ _Head ].~T();
@@ -109,7 +109,7 @@ public:
     }
     void PopBack()
     {
-        QOR_ASSERT( _Size > 0 );
+        QOR_CHECK( _Size > 0 );
         if ( _Size > 0 )
         {
             --_Size;
@@ -196,8 +196,8 @@ private:
     // The place of the Index-th item: one subtraction of the capacity, which needs Index < _Capacity.
     int32 PhysicalIndex( int32 Index ) const
     {
-        QOR_ASSERT( Index >= 0 );
-        QOR_ASSERT( Index < GetSize() );
+        QOR_CHECK( Index >= 0 );
+        QOR_CHECK( Index < GetSize() );
         return Wrap( _Head + Index );
     }
     int32 Wrap( int32 Index ) const { return Index >= _Capacity ? Index - _Capacity : Index; }

@@ -49,21 +49,10 @@ IteratorT HalvingSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
     return Begin;
 }
 
-// The report of a reversed range, out of line: a good call tests its range once and never comes here. One
-// site per search, as each bound search of each type reports once.
-template <typename IteratorT, typename StepT>
-[[gnu::cold, gnu::noinline]] void ReportReversedRange( IteratorT Begin, IteratorT End )
-{
-    QOR_ASSERT( End >= Begin );
-}
-
 template <typename IteratorT, typename ValueT, typename StepT>
 IteratorT BoundSearch( IteratorT Begin, IteratorT End, StepT ShouldStep )
 {
-    if ( End < Begin ) [[unlikely]]
-    {
-        ReportReversedRange<IteratorT, StepT>( Begin, End );
-    }
+    QOR_CHECK( End >= Begin );
     return HalvingSearch<IteratorT, ValueT>( Begin, End, ShouldStep );
 }
 } // namespace NQorContainerUtils

@@ -183,12 +183,12 @@ public:
     // REQUIRES: not empty.
     T& Front()
     {
-        QOR_ASSERT_MSG( _Size > 0, "Cannot get front element of an empty container." );
+        QOR_CHECK_MSG( _Size > 0, "Cannot get front element of an empty container." );
         return *_Data;
     }
     const T& Front() const
     {
-        QOR_ASSERT_MSG( _Size > 0, "Cannot get front element of an empty container." );
+        QOR_CHECK_MSG( _Size > 0, "Cannot get front element of an empty container." );
         return *_Data;
     }
 
@@ -196,7 +196,7 @@ public:
     // REQUIRES: not empty. On an empty container it reports and goes on, leaving a negative size.
     void PopFront()
     {
-        QOR_ASSERT_MSG( _Size > 0, "Cannot pop front element of an empty container." );
+        QOR_CHECK_MSG( _Size > 0, "Cannot pop front element of an empty container." );
         // One path for every element: for a trivially destructible one the destruction is empty and the front
         // is its check alone, so the pop still costs only the pointer step.
         std::destroy_at( &FrontToPop() );
@@ -238,7 +238,7 @@ private:
     // The front for PopFront, with a text of its own.
     T& FrontToPop()
     {
-        QOR_ASSERT_MSG( _Size > 0, "Cannot access front element of an empty container." );
+        QOR_CHECK_MSG( _Size > 0, "Cannot access front element of an empty container." );
         return *_Data;
     }
 

@@ -51,7 +51,7 @@ public:
     {
         if constexpr ( bCheckedT )
         {
-            QOR_ASSERT_MSG( _Begin != _End, "Cannot get front element of an empty container." );
+            QOR_CHECK_MSG( _Begin != _End, "Cannot get front element of an empty container." );
         }
         return *_Begin;
     }
@@ -59,7 +59,7 @@ public:
     {
         if constexpr ( bCheckedT )
         {
-            QOR_ASSERT_MSG( _Begin != _End, "Cannot pop front element of an empty container." );
+            QOR_CHECK_MSG( _Begin != _End, "Cannot pop front element of an empty container." );
         }
         ++_Begin;
     }
