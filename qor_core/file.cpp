@@ -9,8 +9,8 @@
 
 void CFile::UngetChar( char )
 {
-    QOR_ASSERT( !IsBinary() );
-    QOR_ASSERT( !IsWriteMode() );
+    QOR_CHECK( !IsBinary() );
+    QOR_CHECK( !IsWriteMode() );
     _bUnget = true;
     if ( _LastChar == '\n' )
     {
@@ -148,8 +148,8 @@ CArchiveFile::~CArchiveFile()
 
 char CArchiveFile::GetChar()
 {
-    QOR_ASSERT( !IsWriteMode() );
-    QOR_ASSERT( !IsBinary() );
+    QOR_CHECK( !IsWriteMode() );
+    QOR_CHECK( !IsBinary() );
     if ( _LastChar == '\n' )
     {
         ++_LineNumber;

@@ -53,8 +53,8 @@ CMemoryFile::~CMemoryFile()
 
 char CMemoryFile::GetChar()
 {
-    QOR_ASSERT( !IsWriteMode() );
-    QOR_ASSERT( !IsBinary() );
+    QOR_CHECK( !IsWriteMode() );
+    QOR_CHECK( !IsBinary() );
     if ( _LastChar == '\n' )
     {
         ++_LineNumber;
@@ -66,7 +66,8 @@ char CMemoryFile::GetChar()
     }
     // A zero byte ends the text as the end of the data does.
     char Char = char( 255 );
-    if ( _Position < GetSize() && GetData()[ _Position ] != 0 )
+    // The memory's own size: no call through the table for each character.
+    if ( _Position < CMemoryFile::GetSize() && GetData()[ _Position ] != 0 )
     {
         Char = char( GetData()[ _Position ] );
     }

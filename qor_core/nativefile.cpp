@@ -78,8 +78,8 @@ bool CNativeFile::Fill()
 
 char CNativeFile::GetChar()
 {
-    QOR_ASSERT( !IsWriteMode() );
-    QOR_ASSERT( !IsBinary() );
+    QOR_CHECK( !IsWriteMode() );
+    QOR_CHECK( !IsBinary() );
     if ( _LastChar == '\n' )
     {
         ++_LineNumber;
