@@ -114,13 +114,13 @@ protected:
 
     static void CheckSize( uint64 nSize )
     {
-        QOR_ASSERT_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
+        QOR_CHECK_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
                                               "amount of space than the size of that type." );
     }
     // nCountBefore: the allocations counted before this release.
     static void CheckRelease( int32 nCountBefore )
     {
-        QOR_ASSERT_MSG( nCountBefore >= 1, "More objects were deallocated from this allocator than were allocated.  "
+        QOR_CHECK_MSG( nCountBefore >= 1, "More objects were deallocated from this allocator than were allocated.  "
                                            "This could be a double deletion, or using the wrong allocator to delete an "
                                            "object." );
     }
@@ -309,11 +309,11 @@ public:
     // Gives the list back with pNewHead as its head. REQUIRES: the caller holds the list (LockFreeList).
     void UnlockFreeList( void* pNewHead )
     {
-        QOR_ASSERT_MSG( pNewHead != LockSentinel(), "Attempted to unlock pool allocator free list with the lock "
+        QOR_CHECK_MSG( pNewHead != LockSentinel(), "Attempted to unlock pool allocator free list with the lock "
                                                     "sentinel.  A race condition bug must have occurred." );
         // An exchange rather than a store: what it returns proves that the list was held.
         void* pPrevious = _pFreeList.exchange( pNewHead );
-        QOR_ASSERT_MSG( pPrevious == LockSentinel(),
+        QOR_CHECK_MSG( pPrevious == LockSentinel(),
                         "Attempted to unlock pool allocator free list when it wasn't locked." );
     }
 
