@@ -95,7 +95,7 @@ bool ReportAssertFormatted( const char* pFile, uint32 nLine, bool bFatal, bool* 
     {                                                                                                                  \
         if ( !( Condition ) ) [[unlikely]]                                                                             \
         {                                                                                                              \
-            QOR_ASSERT_REPORT_( false, ReportAssert( #Condition, __FILE__, __LINE__, false, &s_bQorAssertOnce ) );      \
+            QOR_ASSERT_REPORT_( false, ReportAssert( #Condition, __FILE__, __LINE__, false, &s_bQorAssertOnce ) );     \
         }                                                                                                              \
     } while ( false )
 

@@ -115,14 +115,14 @@ protected:
     static void CheckSize( uint64 nSize )
     {
         QOR_CHECK_MSG( nSize == sizeof( T ), "Cannot use a pool allocator for a specific type to allocate a different "
-                                              "amount of space than the size of that type." );
+                                             "amount of space than the size of that type." );
     }
     // nCountBefore: the allocations counted before this release.
     static void CheckRelease( int32 nCountBefore )
     {
         QOR_CHECK_MSG( nCountBefore >= 1, "More objects were deallocated from this allocator than were allocated.  "
-                                           "This could be a double deletion, or using the wrong allocator to delete an "
-                                           "object." );
+                                          "This could be a double deletion, or using the wrong allocator to delete an "
+                                          "object." );
     }
     // Objects of a trivially destructible type need no destruction, so leaving them is no error.
     static void CheckNothingLiveAtDestruction( ELifetimeCheck eCheck, int32 nAllocatedCount )
@@ -310,11 +310,11 @@ public:
     void UnlockFreeList( void* pNewHead )
     {
         QOR_CHECK_MSG( pNewHead != LockSentinel(), "Attempted to unlock pool allocator free list with the lock "
-                                                    "sentinel.  A race condition bug must have occurred." );
+                                                   "sentinel.  A race condition bug must have occurred." );
         // An exchange rather than a store: what it returns proves that the list was held.
         void* pPrevious = _pFreeList.exchange( pNewHead );
         QOR_CHECK_MSG( pPrevious == LockSentinel(),
-                        "Attempted to unlock pool allocator free list when it wasn't locked." );
+                       "Attempted to unlock pool allocator free list when it wasn't locked." );
     }
 
     // Read without the lock: exact only while no other thread allocates or releases.
