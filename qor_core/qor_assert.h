@@ -3,8 +3,7 @@
 // Assertions stay compiled in, in every build: they are the library's only reaction to a programming error.
 // A failed site reports once through ReportAssert and execution goes on behind the macro with whatever
 // values the caller mends. A passing site costs a load of g_bAssertsEnabled, a load of its once flag and
-// the condition; everything else is out of line. The checks of the hot accessors (QOR_CHECK) cost their
-// condition alone.
+// the condition; everything else is out of line. The hot-path checks (QOR_CHECK) cost their condition alone.
 
 #include "qor_core/qor_types.h"
 
